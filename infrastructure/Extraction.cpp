@@ -1,0 +1,290 @@
+// Extraction by prefix: the engine and its users (get, append, without prefix, the security
+// plug-ins' set, into a second policy).
+#include <cstring>
+
+#include "infrastructure/PropertyQosPolicyInternal.h"
+
+namespace {
+
+constexpr const char *kSecurityPrefix = "dds.sec.";
+constexpr size_t kPrefixCapacity = 1023;
+
+inline unsigned char lower(unsigned char c)
+{
+    return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
+}
+
+// A name is selected when the prefix occurs at its very start. Comparing only the prefix's
+// length gives the same answer as searching for the first occurrence, without scanning the rest.
+bool beginsWith(const char *name, const char *prefix, size_t prefixLength, bool ignoreCase)
+{
+    if (name == nullptr) {
+        return false;
+    }
+    if (!ignoreCase) {
+        return std::strncmp(name, prefix, prefixLength) == 0;
+    }
+    for (size_t i = 0; i < prefixLength; ++i) {
+        if (lower(static_cast<unsigned char>(name[i])) != lower(static_cast<unsigned char>(prefix[i]))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Entries of getTrustPluginsProperties are written when the module's masks allow the error
+// level, or when the worker's activity asks for errors of a category the log wants.
+bool trustEntryEnabled(const VorlWorker *worker)
+{
+    if (ZynLog_isEnabled(ZYN_LOG_LEVEL_ERROR)) {
+        return true;
+    }
+    return worker != nullptr && worker->_activityContext != nullptr &&
+           (worker->_activityContext->categoryMask & ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR]) != 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQosPolicy *policy,
+                                                             DDS_PropertySeq *properties,
+                                                             const char *name_prefix,
+                                                             const char *functionName,
+                                                             int keepPrefix, int ignoreCase,
+                                                             int appendToDst)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(policy), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION(ZYN_IS_NULL(properties), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
+
+    const DDS_PropertySeq *source = &policy->value;
+    DDS_Long maximum = DDS_PropertySeq_get_maximum(properties);
+    DDS_Long sourceMaximum = DDS_PropertySeq_get_maximum(source);
+    if (DDS_PropertySeq_has_ownership(properties) && sourceMaximum > maximum) {
+        if (!DDS_PropertySeq_set_maximum(properties, sourceMaximum)) {
+            ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum");
+            return DDS_RETCODE_ERROR;
+        }
+        maximum = sourceMaximum;
+    }
+    DDS_Long count = DDS_PropertySeq_get_length(source);
+    if (!appendToDst && !DDS_PropertySeq_set_length(properties, 0)) {
+        ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "length");
+        return DDS_RETCODE_ERROR;
+    }
+    DDS_Long length = DDS_PropertySeq_get_length(properties);
+    size_t prefixLength = std::strlen(name_prefix);
+
+    for (DDS_Long i = 0; i < count; ++i) {
+        const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
+        ZYN_PRECONDITION(ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
+        if (!beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0)) {
+            continue;
+        }
+        if (length == maximum) {
+            if (!appendToDst) {
+                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_WARNING, ZYN_LOG_ANY_FAILURE_s,
+                           "sequence out of space");
+                return DDS_RETCODE_OUT_OF_RESOURCES;
+            }
+            ++maximum;
+            if (!DDS_PropertySeq_set_maximum(properties, maximum)) {
+                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum");
+                return DDS_RETCODE_ERROR;
+            }
+        }
+        ++length;
+        if (!DDS_PropertySeq_set_length(properties, length)) {
+            ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "length");
+            return DDS_RETCODE_ERROR;
+        }
+        DDS_Property_t *propertyDst = DDS_PropertySeq_get_reference(properties, length - 1);
+        ZYN_PRECONDITION(ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
+        DDS_Property_t *copied =
+            keepPrefix ? DDS_PropertySeq_copy_element(propertyDst, propertySrc)
+                       : DDS_PropertySeq_copy_property_without_prefix(
+                             propertyDst, propertySrc, name_prefix,
+                             ignoreCase ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE);
+        if (copied == nullptr) {
+            ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "copy");
+            return DDS_RETCODE_ERROR;
+        }
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties(const DDS_PropertyQosPolicy *policy,
+                                                            DDS_PropertySeq *properties,
+                                                            const char *name_prefix)
+{
+    return DDS_PropertyQosPolicyHelper_get_propertiesI(
+        policy, properties, name_prefix, "DDS_PropertyQosPolicyHelper_get_properties", 1, 0, 0);
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_append_properties(const DDS_PropertyQosPolicy *policy,
+                                                               DDS_PropertySeq *properties,
+                                                               const char *name_prefix)
+{
+    return DDS_PropertyQosPolicyHelper_get_propertiesI(
+        policy, properties, name_prefix, "DDS_PropertyQosPolicyHelper_append_properties", 1, 0, 1);
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
+    const DDS_PropertyQosPolicy *policy, DDS_PropertySeq *properties, const char *name_prefix,
+    DDS_Boolean ignore_case)
+{
+    // A null prefix is refused the engine's way before it is measured.
+    ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
+    char prefix[kPrefixCapacity + 1] = {0};
+    size_t prefixLength = std::strlen(name_prefix);
+    if (ZynOsapiUtility_strncpy(prefix, kPrefixCapacity, name_prefix, prefixLength) == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_INITIALIZE_TEMPLATE, "Prefix name");
+        return DDS_RETCODE_ERROR;
+    }
+    if ((prefixLength == 0 || name_prefix[prefixLength - 1] != '.') &&
+        ZynOsapiUtility_strncat(prefix, kPrefixCapacity, ".", 1) == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "'.' to the prefix name");
+        return DDS_RETCODE_ERROR;
+    }
+    DDS_ReturnCode_t result = DDS_PropertyQosPolicyHelper_get_propertiesI(
+        policy, properties, prefix, "DDS_PropertyQosPolicyHelper_get_properties_without_prefix", 0,
+        ignore_case, 0);
+    if (properties == nullptr) {
+        return result;
+    }
+
+    // The entry "prefix" tells the plug-in what was stripped; failing to add it is only a
+    // warning and leaves the engine's result.
+    DDS_Long length = DDS_PropertySeq_get_length(properties);
+    if (!DDS_PropertySeq_ensure_length(properties, length + 1, length + 1)) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE, "Prefix property");
+        return result;
+    }
+    DDS_Property_t *entry = DDS_PropertySeq_get_reference(properties, length);
+    if (entry == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "Prefix property");
+        return result;
+    }
+    entry->name = DDS_String_dup("prefix");
+    if (entry->name == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "Name of the prefix property");
+    } else {
+        entry->value = DDS_String_dup(prefix);
+        if (entry->value != nullptr) {
+            return result;
+        }
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE,
+                     "Value of the prefix property");
+    }
+    DDS_String_free(entry->name);
+    entry->name = nullptr;
+    if (!DDS_PropertySeq_set_length(properties, length)) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_SET_TEMPLATE, "Length for prefix property");
+    }
+    return result;
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_getTrustPluginsProperties(
+    const DDS_PropertyQosPolicy *policy, DDS_PropertySeq *properties, const char *namePrefix,
+    const VorlWorker *worker)
+{
+    DDS_ReturnCode_t result = DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
+        policy, properties, namePrefix, DDS_BOOLEAN_TRUE);
+    if (result != DDS_RETCODE_OK) {
+        if (trustEntryEnabled(worker)) {
+            ZynLogMessageParamString_printWithParams(
+                -1, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_MODULE_ID, __FILE__, __LINE__, __func__,
+                &ZYN_LOG_FAILED_TO_GET_TEMPLATE, "Properties without prefix %s for security plugin.",
+                namePrefix);
+        }
+        return result;
+    }
+    result = DDS_PropertyQosPolicyHelper_append_properties(policy, properties, kSecurityPrefix);
+    if (result != DDS_RETCODE_OK) {
+        if (trustEntryEnabled(worker)) {
+            ZynLogMessageParamString_printWithParams(
+                -1, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_MODULE_ID, __FILE__, __LINE__, __func__,
+                &ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "\"%s\" prefix to the security properties.\n",
+                kSecurityPrefix);
+        }
+        return result;
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_into_policy(
+    const DDS_PropertyQosPolicy *policy, DDS_PropertyQosPolicy *outPolicy,
+    const char *outPropertiesName)
+{
+    if (policy == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, "policy.\n");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (outPolicy == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, "outPolicy.\n");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (outPropertiesName == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                     "outPropertiesName.\n");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    DDS_PropertySeq selected;
+    if (!DDS_PropertySeq_initialize(&selected)) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_INITIALIZE_TEMPLATE, "property sequence.\n");
+        return DDS_RETCODE_ERROR;
+    }
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+    const size_t skip = std::strlen(outPropertiesName) + 1;
+    DDS_Long count = 0;
+    if (DDS_PropertyQosPolicyHelper_get_properties(policy, &selected, outPropertiesName) !=
+        DDS_RETCODE_OK) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_GET_TEMPLATE,
+                     "properties for the suffix %s.\n", outPropertiesName);
+        goto finish;
+    }
+    count = DDS_PropertySeq_get_length(&selected);
+    if (!DDS_PropertySeq_ensure_length(&outPolicy->value, count, count)) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_SET_TEMPLATE,
+                     "length to the properties sequence for the suffix %s.\n", outPropertiesName);
+        goto finish;
+    }
+    for (DDS_Long i = 0; i < count; ++i) {
+        const DDS_Property_t *from = DDS_PropertySeq_get_reference(&selected, i);
+        DDS_Property_t *to = DDS_PropertySeq_get_reference(&outPolicy->value, i);
+        if (from == nullptr || to == nullptr) {
+            continue;
+        }
+        // The prefix and the one separator character after it are dropped, whatever it is.
+        const char *shortName = std::strlen(from->name) >= skip ? from->name + skip : "";
+        char *name = DDS_String_dup(shortName);
+        if (name == nullptr) {
+            ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_COPY_TEMPLATE,
+                         "Property name '%s' with the suffix '%s'.\n", shortName, outPropertiesName);
+            goto finish;
+        }
+        // What the out policy held in this slot is replaced, not leaked.
+        DDS_String_free(to->name);
+        to->name = name;
+        char *value = DDS_String_dup(from->value);
+        if (value == nullptr) {
+            ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_COPY_TEMPLATE,
+                         "Property value '%s' with the suffix '%s'.\n",
+                         from->value != nullptr ? from->value : "NULL", outPropertiesName);
+            goto finish;
+        }
+        DDS_String_free(to->value);
+        to->value = value;
+    }
+    result = DDS_RETCODE_OK;
+finish:
+    if (!DDS_PropertySeq_finalize(&selected)) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_FINALIZE_TEMPLATE,
+                     "Property sequence for the suffix %s.\n", outPropertiesName);
+        result = DDS_RETCODE_ERROR;
+    }
+    return result;
+}
+
+}  // extern "C"

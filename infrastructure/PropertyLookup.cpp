@@ -1,0 +1,150 @@
+// Single-property operations: count, add, assert, look up (by name, index, under a prefix),
+// remove.
+#include <cstring>
+
+#include "infrastructure/PropertyQosPolicy.h"
+
+namespace {
+
+// The name `prefix` "." `name`, on the heap for the duration of one call.
+class ComposedName {
+public:
+    ComposedName(const char *prefix, const char *name)
+    {
+        if (name == nullptr) {
+            return;   // refused like exhausted memory: nothing can be composed
+        }
+        size_t capacity = std::strlen(prefix) + std::strlen(name) + 2;
+        text_ = DDS_String_alloc(capacity);
+        if (text_ != nullptr) {
+            ZynOsapiUtility_snprintf(text_, capacity, "%s%s%s", prefix, ".", name);
+        }
+    }
+    ~ComposedName() { DDS_String_free(text_); }
+    ComposedName(const ComposedName &) = delete;
+    ComposedName &operator=(const ComposedName &) = delete;
+    const char *get() const { return text_; }
+
+private:
+    char *text_ = nullptr;
+};
+
+}  // namespace
+
+extern "C" {
+
+DDS_Long DDS_PropertyQosPolicyHelper_get_number_of_properties(const DDS_PropertyQosPolicy *policy)
+{
+    if (policy == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_BAD_PARAMETER_s, "policy");
+        return -1;
+    }
+    return DDS_PropertySeq_get_length(&policy->value);
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(DDS_PropertyQosPolicy *policy,
+                                                          const char *name, const char *value,
+                                                          DDS_Boolean propagate)
+{
+    if (policy == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_BAD_PARAMETER_s, "policy");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    DDS_Property_t *element = nullptr;
+    DDS_ReturnCode_t result = DDS_PropertySeq_add_element(&policy->value, &element, name, value);
+    if (result != DDS_RETCODE_OK) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_ss, "Add property: ", name);
+        return result;
+    }
+    element->propagate = propagate;
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assert_property(DDS_PropertyQosPolicy *policy,
+                                                             const char *name, const char *value,
+                                                             DDS_Boolean propagate)
+{
+    if (policy == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_BAD_PARAMETER_s, "policy");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    DDS_Property_t *element = nullptr;
+    DDS_ReturnCode_t result = DDS_PropertySeq_assert_element(&policy->value, &element, name, value);
+    if (result != DDS_RETCODE_OK) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "element");
+        return result;
+    }
+    element->propagate = propagate;
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(DDS_PropertyQosPolicy *policy,
+                                                                      const char *prefix,
+                                                                      const char *name,
+                                                                      const char *value,
+                                                                      DDS_Boolean propagate)
+{
+    if (prefix == nullptr) {
+        return DDS_PropertyQosPolicyHelper_assert_property(policy, name, value, propagate);
+    }
+    ComposedName composed(prefix, name);
+    if (composed.get() == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE, "auxilary property name");
+        return DDS_RETCODE_ERROR;
+    }
+    return DDS_PropertyQosPolicyHelper_assert_property(policy, composed.get(), value, propagate);
+}
+
+DDS_Property_t *DDS_PropertyQosPolicyHelper_lookup_property(const DDS_PropertyQosPolicy *policy,
+                                                            const char *name)
+{
+    if (policy == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                     "Provided policy does not exist.\n");
+        return nullptr;
+    }
+    return DDS_PropertySeq_lookup_element(&policy->value, name);
+}
+
+DDS_Long DDS_PropertyQosPolicyHelper_lookup_property_index(const DDS_PropertyQosPolicy *self,
+                                                           const char *name,
+                                                           DDS_Property_t **outElementPtr)
+{
+    if (self == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                     "Provided policy does not exist.");
+        return -1;
+    }
+    if (name == nullptr) {
+        ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                     "Provided name does not exist.");
+        return -1;
+    }
+    return DDS_PropertySeq_lookup_element_index(&self->value, name, outElementPtr);
+}
+
+DDS_Property_t *DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(
+    const DDS_PropertyQosPolicy *policy, const char *prefix, const char *name)
+{
+    if (prefix == nullptr) {
+        return DDS_PropertyQosPolicyHelper_lookup_property(policy, name);
+    }
+    ComposedName composed(prefix, name);
+    if (composed.get() == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "property name");
+        return nullptr;
+    }
+    return DDS_PropertyQosPolicyHelper_lookup_property(policy, composed.get());
+}
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_remove_property(DDS_PropertyQosPolicy *policy,
+                                                             const char *name)
+{
+    if (policy == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_BAD_PARAMETER_s, "policy");
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    return DDS_PropertySeq_remove_element(&policy->value, name);
+}
+
+}  // extern "C"

@@ -1,0 +1,41 @@
+/* The XML save helpers: write tags and text elements through a save context, into a FILE, into
+ * a caller's string buffer, or (with neither) only measure the output length. */
+#ifndef PROPQOS_PLATFORM_XMLSAVE_H
+#define PROPQOS_PLATFORM_XMLSAVE_H
+
+#include <stdio.h>
+
+#include "platform/Types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct ZynXMLSaveContext {
+    FILE *fout;                           /* output file, or null */
+    char *sout;                           /* output buffer, or null */
+    DDS_UnsignedLong ssize;               /* size of sout in bytes, terminator included */
+    DDS_UnsignedLong outputStringLength;  /* characters written (or measured) so far */
+    DDS_Long depth;                       /* nesting depth: indentation in steps of 3 blanks */
+    DDS_Long error;                       /* non-zero once a write has failed */
+    void *userData;
+} ZynXMLSaveContext;
+
+#define ZYN_XML_SAVE_CONTEXT_INITIALIZER {NULL, NULL, 0, 0, 0, 0, NULL}
+
+/* Tag kinds of DDS_XMLHelper_save_tag. */
+#define ZYN_XML_TAG_KIND_OPEN 7
+#define ZYN_XML_TAG_KIND_CLOSE 27
+
+void DDS_XMLHelper_save_tag(const char *tagName, int tagKind, ZynXMLSaveContext *context);
+/* Writes <tagName>text</tagName> on one line, with the five XML special characters of `text`
+ * escaped. `omitEmpty` non-zero: write nothing for a null or empty text. `cdata` non-zero: write
+ * the text in a CDATA section instead of escaping it. */
+void DDS_XMLHelper_save_string(const char *tagName, const char *text, int omitEmpty, int cdata,
+                               ZynXMLSaveContext *context);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
