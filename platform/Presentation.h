@@ -60,10 +60,11 @@ typedef struct ZynNtpTime {
 
 /* Reads a duration: optional blanks, then either a word for infinity ("INFINITE",
  * "DURATION_INFINITE", any letter case) or a non-negative decimal number of seconds with an
- * optional fraction ("5", "0.25", "1.5e-3" is refused) followed by an optional unit: "s",
- * "ms", "us" or "ns" (any letter case, blanks allowed before it); then optional blanks.
- * Whole seconds beyond 2147483647 are an overflow. Non-zero on success; on failure `out` is left
- * untouched. */
+ * optional fraction ("5", "0.25", "5." and ".5" too; no sign, "1.5e-3" is refused) followed by
+ * an optional unit: "s", "ms", "us" or "ns" (any letter case, blanks allowed before it); then
+ * optional blanks. The fraction is rounded to the nearest 2^-32 second (halves up), exactly
+ * whatever the number of digits. Whole seconds beyond 2147483647, rounding included, are an
+ * overflow. Non-zero on success; on failure `out` is left untouched. */
 int TaviSequenceProperty_parseDurationString(const char *text, ZynNtpTime *out);
 
 #ifdef __cplusplus
