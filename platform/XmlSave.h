@@ -1,5 +1,18 @@
-/* The XML save helpers: write tags and text elements through a save context, into a FILE, into
- * a caller's string buffer, or (with neither) only measure the output length. */
+/* The XML save helpers: write tags and text elements through a save context, one element per
+ * line, indented by 3 blanks per level of `depth`.
+ *
+ * Where the output goes:
+ * - `fout` set: written to the file (`sout` is then ignored);
+ * - else `sout` set: appended at sout[outputStringLength], never past `ssize` bytes and always
+ *   terminated; a line that does not fit whole is not written at all;
+ * - neither: nothing is written, only `outputStringLength` grows, so that a caller can save once
+ *   to learn the size of the buffer it needs (the length plus one for the terminator).
+ * `outputStringLength` counts the characters written (or measured) in every case.
+ *
+ * `error` is set, and nothing more is written, when a file write fails, a line does not fit the
+ * buffer, the length would not fit its counter, a tag kind is unknown or a tag name is null. A
+ * context already in error gets nothing. A null context is ignored. Tag names are written as
+ * given: they are the caller's constants, not data. */
 #ifndef PROPQOS_PLATFORM_XMLSAVE_H
 #define PROPQOS_PLATFORM_XMLSAVE_H
 
