@@ -1,0 +1,460 @@
+// The plug-in prefix map: which plug-in instances a policy configures, under which prefix each
+// reads its settings and of which kind it is. Five sources append to the map; the classification
+// of one loaded instance is shared by two of them.
+#include <cstring>
+
+#include "infrastructure/PropertyQosPolicyInternal.h"
+
+namespace {
+
+constexpr int kPluginRows = PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT;
+constexpr size_t kCreateFunctionBufferSize = 255;
+constexpr size_t kCreateFunctionCapacity = kCreateFunctionBufferSize - 1;
+
+constexpr const char kCreateFunctionSuffix[] = ".create_function";
+constexpr const char kSubtransportSuffix[] = ".subtransport";
+constexpr const char kTransportPrefix[] = "dds.transport.";
+constexpr const char kFlowControllerPrefix[] = "dds.flow_controller.token_bucket.";
+constexpr const char kWriterHistoryPluginName[] = "dds.data_writer.history.plugin_name";
+template <size_t N>
+constexpr size_t literalLength(const char (&)[N])
+{
+    return N - 1;
+}
+
+// The order in which the load lists are read decides the order of the map's entries.
+constexpr const char *kLoadPluginLists[] = {
+    "dds.transport.load_plugins",
+    "dds.discovery.endpoint.load_plugins",
+    "dds.discovery.participant.load_plugins",
+    "com.zyn.serv.load_plugin",
+};
+
+struct BuiltinTransport {
+    const char *prefix;
+    const char *kind;
+};
+constexpr BuiltinTransport kBuiltinTransports[] = {
+    {"dds.transport.UDPv4.builtin", "UDPV4"},
+    {"dds.transport.UDPv4_WAN.builtin", "UDPV4_WAN"},
+    {"dds.transport.shmem.builtin", "SHMEM"},
+    {"dds.transport.UDPv6.builtin", "UDPV6"},
+};
+
+constexpr const char kWriterHistoryKind[] = "WRITER_HISTORY";
+constexpr const char kFlowControllerKind[] = "FLOW_CONTROLLER";
+
+// A null string has no characters; the bounded copies refuse it afterwards, so a null name ends
+// in the copy failure of its composition rather than in a crash.
+inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(text) : 0; }
+
+// Room for one composed name: the fixed buffer covers the names met in practice, the heap only
+// the rare longer ones, and whatever was taken from the heap goes back when the scope ends.
+class NameBuffer {
+public:
+    static constexpr size_t kFixedCapacity = 1024;
+
+    NameBuffer() { fixed_[0] = '\0'; }
+    ~NameBuffer() { DDS_String_free(heap_); }
+    NameBuffer(const NameBuffer &) = delete;
+    NameBuffer &operator=(const NameBuffer &) = delete;
+
+    // Room for `capacity` characters and the terminator; false when the heap cannot give it.
+    bool reserve(size_t capacity)
+    {
+        DDS_String_free(heap_);
+        heap_ = nullptr;
+        capacity_ = capacity;
+        if (capacity <= kFixedCapacity) {
+            text_ = fixed_;
+            return true;
+        }
+        heap_ = DDS_String_alloc(capacity);
+        text_ = heap_;
+        return heap_ != nullptr;
+    }
+    char *get() const { return text_; }
+    size_t capacity() const { return capacity_; }
+
+private:
+    char fixed_[kFixedCapacity + 1];
+    char *heap_ = nullptr;
+    char *text_ = nullptr;
+    size_t capacity_ = 0;
+};
+
+// A heap string owned by one scope.
+class HeapString {
+public:
+    explicit HeapString(size_t capacity) : text_(DDS_String_alloc(capacity)) {}
+    ~HeapString() { DDS_String_free(text_); }
+    HeapString(const HeapString &) = delete;
+    HeapString &operator=(const HeapString &) = delete;
+    char *get() const { return text_; }
+
+private:
+    char *text_;
+};
+
+struct ScopedStringSeq {
+    DDS_StringSeq seq = DDS_SEQUENCE_INITIALIZER;
+    ScopedStringSeq() = default;
+    ~ScopedStringSeq() { DDS_StringSeq_finalize(&seq); }
+    ScopedStringSeq(const ScopedStringSeq &) = delete;
+    ScopedStringSeq &operator=(const ScopedStringSeq &) = delete;
+};
+
+struct ScratchPolicy {
+    DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
+    ScratchPolicy() = default;
+    ~ScratchPolicy() { DDS_PropertyQosPolicy_finalize(&policy); }
+    ScratchPolicy(const ScratchPolicy &) = delete;
+    ScratchPolicy &operator=(const ScratchPolicy &) = delete;
+};
+
+// The first row whose kind occurs in `kind`, letter case ignored; null when none does.
+const PROPERTYPluginProperty *firstRowWithinKind(const char *kind)
+{
+    for (int row = 0; row < kPluginRows; ++row) {
+        if (VorlString_iFindSubString(kind, PROPERTY_VALID_PLUGIN_PROPERTIES[row].name) != nullptr) {
+            return &PROPERTY_VALID_PLUGIN_PROPERTIES[row];
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+extern "C" {
+
+int DDS_PropertyQosPolicy_getPluginCreateFunction(char *createFunction,
+                                                  const DDS_PropertyQosPolicy *inputProperty,
+                                                  const char *pluginName)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(createFunction), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(pluginName), return 0);
+
+    std::memset(createFunction, 0, kCreateFunctionBufferSize);
+
+    NameBuffer propertyName;
+    if (!propertyName.reserve(std::strlen(pluginName) + literalLength(kCreateFunctionSuffix))) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "propertyNamePtr");
+        return 0;
+    }
+    if (ZynOsapiUtility_strcpy(propertyName.get(), propertyName.capacity(), pluginName) == nullptr ||
+        ZynOsapiUtility_strncat(propertyName.get(), propertyName.capacity(), kCreateFunctionSuffix,
+                                literalLength(kCreateFunctionSuffix)) == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "propertyNamePtr");
+        return 0;
+    }
+
+    const DDS_Property_t *property =
+        DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, propertyName.get());
+    if (property != nullptr &&
+        ZynOsapiUtility_strcpy(createFunction, kCreateFunctionCapacity, property->value) == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "createFunction");
+        return 0;
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populateTransportPluginPrefixes(DDS_TagSeq *prefixMap,
+                                                          DDS_StringSeq *omittedPrefixes,
+                                                          const DDS_PropertyQosPolicy *inputProperty,
+                                                          const char *prefix,
+                                                          const char *comparePrefix)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(prefixMap), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+
+    char createFunction[kCreateFunctionBufferSize];
+    if (!DDS_PropertyQosPolicy_getPluginCreateFunction(createFunction, inputProperty, prefix)) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "Create_function property");
+        return 0;
+    }
+
+    // The first row wins: the table orders kinds whose prefixes contain one another.
+    const PROPERTYPluginProperty *match = nullptr;
+    for (int row = 0; row < kPluginRows && match == nullptr; ++row) {
+        const PROPERTYPluginProperty &candidate = PROPERTY_VALID_PLUGIN_PROPERTIES[row];
+        if (VorlString_iFindSubString(comparePrefix, candidate.prefix) != nullptr ||
+            (createFunction[0] != '\0' &&
+             VorlString_compare(createFunction, candidate.createFunction) == 0)) {
+            match = &candidate;
+        }
+    }
+
+    if (match != nullptr) {
+        if (DDS_TagSeq_add_element(prefixMap, nullptr, prefix, match->name) != DDS_RETCODE_OK) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, prefix);
+            return 0;
+        }
+        return 1;
+    }
+
+    // An unknown plug-in: its properties are left unvalidated rather than all reported.
+    DDS_Long n = DDS_StringSeq_get_length(omittedPrefixes);
+    if (!DDS_StringSeq_ensure_length(omittedPrefixes, n + 1, n + 1)) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "omittedPrefixes");
+        return 0;
+    }
+    char **slot = DDS_StringSeq_get_reference(omittedPrefixes, n);
+    if (slot == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from omitted prefixes");
+        return 0;
+    }
+    size_t prefixLength = lengthOf(prefix);
+    *slot = DDS_String_alloc(prefixLength);
+    if (*slot == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "omittedPrefix");
+        return 0;
+    }
+    if (ZynOsapiUtility_strcpy(*slot, prefixLength, prefix) == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "omittedPrefix");
+        return 0;
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(
+    DDS_TagSeq *prefixMap, DDS_StringSeq *omittedPrefixes,
+    const DDS_PropertyQosPolicy *inputProperty)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(prefixMap), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+
+    ScopedStringSeq pluginNames;
+    for (const char *listName : kLoadPluginLists) {
+        if (!DDS_StringSeq_ensure_length(&pluginNames.seq, 0, 0)) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "pluginNameSeq");
+            return 0;
+        }
+        const DDS_Property_t *list = DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, listName);
+        if (list == nullptr) {
+            continue;
+        }
+        if (DDS_StringSeq_from_delimited_string(&pluginNames.seq, list->value, ',') !=
+            DDS_RETCODE_OK) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, "plugins names from ", list->value);
+            return 0;
+        }
+        DDS_Long count = DDS_StringSeq_get_length(&pluginNames.seq);
+        for (DDS_Long i = 0; i < count; ++i) {
+            const char *pluginName = DDS_StringSeq_get(&pluginNames.seq, i);
+            if (pluginName == nullptr) {
+                ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "plugin name");
+                return 0;
+            }
+            // A loaded plug-in reads its settings under its own name.
+            if (!DDS_PropertyQosPolicy_populateTransportPluginPrefixes(
+                    prefixMap, omittedPrefixes, inputProperty, pluginName, pluginName)) {
+                ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Name");
+                return 0;
+            }
+        }
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(
+    DDS_TagSeq *prefixMap, DDS_StringSeq *omittedPrefixes,
+    const DDS_PropertyQosPolicy *inputProperty)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(prefixMap), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+
+    // The length is read anew on every turn: the instances found here are scanned in their turn,
+    // so a chain of sub-transports is followed to its end.
+    for (DDS_Long i = 0; i < DDS_TagSeq_get_length(prefixMap); ++i) {
+        const DDS_Tag *entry = DDS_TagSeq_get_reference(prefixMap, i);
+        if (entry == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
+            return 0;
+        }
+        if (firstRowWithinKind(entry->value) == nullptr) {
+            continue;
+        }
+
+        size_t entryPrefixLength = lengthOf(entry->name);
+        NameBuffer subtransportProperty;
+        if (!subtransportProperty.reserve(entryPrefixLength + literalLength(kSubtransportSuffix))) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "subTransportPropertyPtr");
+            return 0;
+        }
+        if (ZynOsapiUtility_strcpy(subtransportProperty.get(), subtransportProperty.capacity(),
+                                   entry->name) == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "subTransportPropertyPtr: prefix");
+            return 0;
+        }
+        if (ZynOsapiUtility_strncat(subtransportProperty.get(), subtransportProperty.capacity(),
+                                    kSubtransportSuffix, literalLength(kSubtransportSuffix)) == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "subTransportPropertyPtr: suffix");
+            return 0;
+        }
+
+        const DDS_Property_t *subtransport =
+            DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, subtransportProperty.get());
+        if (subtransport == nullptr) {
+            continue;
+        }
+        size_t valueLength = lengthOf(subtransport->value);
+
+        // The sub-transport reads its settings below its parent's prefix.
+        size_t newPrefixCapacity = entryPrefixLength + valueLength + 1;
+        HeapString newPrefix(newPrefixCapacity);
+        if (newPrefix.get() == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "newPrefix");
+            return 0;
+        }
+        if (ZynOsapiUtility_strcpy(newPrefix.get(), newPrefixCapacity, entry->name) == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "newPrefix");
+            return 0;
+        }
+        if (ZynOsapiUtility_strncat(newPrefix.get(), newPrefixCapacity, ".", 1) == nullptr ||
+            ZynOsapiUtility_strncat(newPrefix.get(), newPrefixCapacity, subtransport->value,
+                                    valueLength) == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "newPrefix");
+            return 0;
+        }
+
+        // Its kind is recognised as if it had been loaded as a transport of that name.
+        NameBuffer comparePrefix;
+        if (!comparePrefix.reserve(valueLength + literalLength(kTransportPrefix))) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "comparePrefixPtr");
+            return 0;
+        }
+        if (ZynOsapiUtility_strcpy(comparePrefix.get(), comparePrefix.capacity(), kTransportPrefix) ==
+            nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "comparePrefixPtr: dds.transport.");
+            return 0;
+        }
+        if (ZynOsapiUtility_strncat(comparePrefix.get(), comparePrefix.capacity(), subtransport->value,
+                                    valueLength) == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "newPrefix: property->value");
+            return 0;
+        }
+
+        // `entry` may move once the map grows: it is not used after this point.
+        if (!DDS_PropertyQosPolicy_populateTransportPluginPrefixes(
+                prefixMap, omittedPrefixes, inputProperty, newPrefix.get(), comparePrefix.get())) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Name");
+            return 0;
+        }
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(DDS_TagSeq *prefixMap)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(prefixMap), return 0);
+
+    for (const BuiltinTransport &transport : kBuiltinTransports) {
+        if (DDS_TagSeq_add_element(prefixMap, nullptr, transport.prefix, transport.kind) !=
+            DDS_RETCODE_OK) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, transport.prefix);
+            return 0;
+        }
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
+                                                         const DDS_PropertyQosPolicy *inputProperty)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(prefixMap), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+
+    const DDS_Long firstOwnEntry = DDS_TagSeq_get_length(prefixMap);
+    const size_t commonPrefixLength = literalLength(kFlowControllerPrefix);
+
+    ScratchPolicy controllers;
+    if (DDS_PropertyQosPolicyHelper_get_propertiesI(
+            inputProperty, &controllers.policy.value, kFlowControllerPrefix,
+            "DDS_PropertyQosPolicy_populateFlowControllerPrefixes", 1, 1, 0) != DDS_RETCODE_OK) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, kFlowControllerPrefix,
+                "properties from property qos");
+        return 0;
+    }
+    const DDS_Long propertyCount = DDS_PropertySeq_get_length(&controllers.policy.value);
+    if (!DDS_TagSeq_set_maximum(prefixMap, firstOwnEntry + propertyCount)) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum prefixMap");
+        return 0;
+    }
+
+    DDS_Long ownEntries = 0;
+    for (DDS_Long i = 0; i < propertyCount; ++i) {
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&controllers.policy.value, i);
+        // Every copied name starts with the common prefix, so it is at least that long.
+        const char *end = std::strchr(property->name + commonPrefixLength, '.');
+        if (end == nullptr) {
+            break;   // a name without a setting after the controller's name ends the scan
+        }
+
+        size_t nameLength = static_cast<size_t>(end - property->name);
+        NameBuffer controllerPrefix;
+        if (!controllerPrefix.reserve(nameLength)) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "flowControllerNamePtr");
+            return 0;
+        }
+        if (ZynOsapiUtility_strncpy(controllerPrefix.get(), nameLength, property->name, nameLength) ==
+            nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "flowControllerNamePtr");
+            return 0;
+        }
+
+        // A controller has several settings; only the source's own entries can repeat it.
+        bool recorded = false;
+        for (DDS_Long k = firstOwnEntry; k < firstOwnEntry + ownEntries && !recorded; ++k) {
+            const DDS_Tag *entry = DDS_TagSeq_get_reference(prefixMap, k);
+            if (entry == nullptr) {
+                ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
+                return 0;
+            }
+            recorded = VorlString_compare(entry->name, controllerPrefix.get()) == 0;
+        }
+        if (recorded) {
+            continue;
+        }
+        if (DDS_TagSeq_add_element(prefixMap, nullptr, controllerPrefix.get(), kFlowControllerKind) !=
+            DDS_RETCODE_OK) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, controllerPrefix.get());
+            return 0;
+        }
+        ++ownEntries;
+    }
+    return 1;
+}
+
+int DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(DDS_TagSeq *prefixMap,
+                                                        const DDS_PropertyQosPolicy *inputProperty)
+{
+    const DDS_Property_t *property =
+        DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, kWriterHistoryPluginName);
+    if (property == nullptr) {
+        return 1;
+    }
+
+    // The plug-in's name is also the prefix of its settings.
+    size_t nameLength = lengthOf(property->value);
+    NameBuffer pluginName;
+    if (!pluginName.reserve(nameLength)) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "pluginNamePtr");
+        return 0;
+    }
+    if (ZynOsapiUtility_strncpy(pluginName.get(), nameLength, property->value, nameLength) == nullptr) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "pluginNamePtr");
+        return 0;
+    }
+    if (DDS_TagSeq_add_element(prefixMap, nullptr, pluginName.get(), kWriterHistoryKind) !=
+        DDS_RETCODE_OK) {
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, pluginName.get());
+        return 0;
+    }
+    return 1;
+}
+
+}  // extern "C"
