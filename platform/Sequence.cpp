@@ -241,6 +241,33 @@ struct Sequence {
         return setMaximum(self, static_cast<DDS_Long>(grown));
     }
 
+    // Deep copies of the first `count` elements of `src` in a fresh buffer (null when `count`
+    // is 0); false on exhaustion, with nothing left allocated.
+    static bool cloneAll(Elem *&out, const Seq *src, DDS_UnsignedLong count)
+    {
+        out = nullptr;
+        if (count == 0) {
+            return true;
+        }
+        Elem *buffer = static_cast<Elem *>(ZynHeap_allocateZeroed(count, sizeof(Elem)));
+        if (buffer == nullptr) {
+            return false;
+        }
+        for (DDS_UnsignedLong i = 0; i < count; ++i) {
+            if (!cloneElement(buffer[i], src->_contiguous_buffer[i])) {
+                for (DDS_UnsignedLong j = 0; j < i; ++j) {
+                    releaseElement(buffer[j]);
+                }
+                ZynHeap_free(buffer);
+                return false;
+            }
+        }
+        out = buffer;
+        return true;
+    }
+
+    // Every copy is made before anything of the destination is released, so that a failure
+    // leaves the destination as it was.
     static Seq *copy(Seq *self, const Seq *src)
     {
         if (!usable(self) || !usable(src)) {
@@ -249,53 +276,30 @@ struct Sequence {
         if (self == src) {
             return self;
         }
-        if (src->_length > self->_absolute_maximum) {
+        if (src->_length > self->_absolute_maximum ||
+            (!self->_owned && src->_length > self->_maximum)) {
+            return nullptr;   // lent storage cannot grow
+        }
+        Elem *copies = nullptr;
+        if (!cloneAll(copies, src, src->_length)) {
             return nullptr;
-        }
-        if (!self->_owned) {
-            return copyIntoLent(self, src);
-        }
-        Elem *buffer = nullptr;
-        if (src->_length > 0) {
-            buffer = static_cast<Elem *>(ZynHeap_allocateZeroed(src->_length, sizeof(Elem)));
-            if (buffer == nullptr) {
-                return nullptr;
-            }
-            for (DDS_UnsignedLong i = 0; i < src->_length; ++i) {
-                if (!cloneElement(buffer[i], src->_contiguous_buffer[i])) {
-                    for (DDS_UnsignedLong j = 0; j < i; ++j) {
-                        releaseElement(buffer[j]);
-                    }
-                    ZynHeap_free(buffer);
-                    return nullptr;
-                }
-            }
         }
         releaseRange(self, 0, self->_length);
-        ZynHeap_free(self->_contiguous_buffer);
-        self->_contiguous_buffer = buffer;
-        self->_maximum = src->_length;
+        if (self->_owned) {
+            ZynHeap_free(self->_contiguous_buffer);
+            self->_contiguous_buffer = copies;
+            self->_maximum = src->_length;
+        } else {
+            // The copies move into the lent slots; the slots beyond them were released above or
+            // lie beyond the old length, and are left holding null strings.
+            if (src->_length > 0) {
+                std::memcpy(static_cast<void *>(self->_contiguous_buffer), copies,
+                            src->_length * sizeof(Elem));
+            }
+            ZynHeap_free(copies);
+        }
         self->_length = src->_length;
         return self;
-    }
-
-    // Lent storage cannot grow; each element is replaced only once its copy exists.
-    static Seq *copyIntoLent(Seq *self, const Seq *src)
-    {
-        auto srcLength = static_cast<DDS_Long>(src->_length);
-        if (src->_length > self->_maximum ||
-            (src->_length > self->_length && !setLength(self, srcLength))) {
-            return nullptr;
-        }
-        for (DDS_UnsignedLong i = 0; i < src->_length; ++i) {
-            Elem fresh{};
-            if (!cloneElement(fresh, src->_contiguous_buffer[i])) {
-                return nullptr;
-            }
-            releaseElement(self->_contiguous_buffer[i]);
-            self->_contiguous_buffer[i] = fresh;
-        }
-        return setLength(self, srcLength) ? self : nullptr;
     }
 
     static DDS_Boolean loan(Seq *self, Elem *buffer, DDS_Long newLength, DDS_Long newMax)
@@ -612,6 +616,7 @@ DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(DDS_StringSeq *self, const 
     }
     // Built aside and swapped in, so that a failure leaves the caller's sequence as it was.
     DDS_StringSeq pieces = DDS_SEQUENCE_INITIALIZER;
+    pieces._absolute_maximum = self->_absolute_maximum;
     const char *start = text;
     while (true) {
         const char *end = std::strchr(start, delimiter);
