@@ -192,11 +192,12 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_getTrustPluginsProperties(
     DDS_ReturnCode_t result = DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
         policy, properties, namePrefix, DDS_BOOLEAN_TRUE);
     if (result != DDS_RETCODE_OK) {
+        // A null prefix has been refused above; printf is not to be handed it.
         if (trustEntryEnabled(worker)) {
             ZynLogMessageParamString_printWithParams(
                 -1, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_MODULE_ID, __FILE__, __LINE__, __func__,
                 &ZYN_LOG_FAILED_TO_GET_TEMPLATE, "Properties without prefix %s for security plugin.",
-                namePrefix);
+                namePrefix != nullptr ? namePrefix : "NULL");
         }
         return result;
     }
