@@ -13,8 +13,7 @@ extern "C" const char *const g_ignoreProperties[] = {
 
 namespace {
 
-// The message's last argument names the participant's prefix whatever the entity, so that the
-// text points at the same documentation section for every kind.
+// The report's last argument: the participant's prefix, for writers and readers as well.
 constexpr const char *kMessageScope = "dds.participant.";
 
 struct EntityTables {
