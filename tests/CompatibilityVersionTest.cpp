@@ -1,0 +1,137 @@
+// The transport minimum compatibility version, with the version parser and comparison under it
+// and the platform's robust-mutex answer.
+#include <string>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+using namespace propqos_test;
+
+const char *const kName = "dds.transport.minimum_compatibility_version";
+const std::string kShmemText =
+    "Transport property 'dds.transport.minimum_compatibility_version' is not supported for SHMEM "
+    "with a value smaller than 7.2.0.0. The value will be ignored.";
+
+// Fixes the platform's answer while it lives.
+class RobustMutex {
+public:
+    explicit RobustMutex(int answer) { ZynOsapiSharedMemorySemMutex_setUseRobustMutex(answer); }
+    ~RobustMutex() { ZynOsapiSharedMemorySemMutex_setUseRobustMutex(-1); }
+    RobustMutex(const RobustMutex &) = delete;
+    RobustMutex &operator=(const RobustMutex &) = delete;
+};
+
+std::string text(const DDS_ProductVersion_t &v)
+{
+    auto f = [](DDS_Char c) { return std::to_string(static_cast<unsigned char>(c)); };
+    return f(v.major) + "." + f(v.minor) + "." + f(v.release) + "." + f(v.revision);
+}
+
+DDS_ProductVersion_t version(int major, int minor, int release, int revision)
+{
+    return {static_cast<DDS_Char>(major), static_cast<DDS_Char>(minor),
+            static_cast<DDS_Char>(release), static_cast<DDS_Char>(revision)};
+}
+
+class CompatibilityVersionTest : public ModuleTest {
+protected:
+    // The version read from a policy holding `value` (none when null).
+    std::string read(const char *value, int shmem)
+    {
+        ScopedPolicy policy;
+        if (value != nullptr) {
+            DDS_PropertyQosPolicyHelper_add_property(&policy, kName, value, DDS_BOOLEAN_FALSE);
+        }
+        DDS_ProductVersion_t out = version(9, 9, 9, 9);
+        DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(&policy, &out, shmem);
+        return text(out);
+    }
+};
+
+TEST_F(CompatibilityVersionTest, ValueDefaultAndSharedMemoryCheck)
+{
+    {
+        RobustMutex robust(1);
+        EXPECT_EQ(read(nullptr, 1), "6.0.0.0");
+        EXPECT_EQ(read("7.3.0.0", 1), "7.3.0.0");
+        EXPECT_EQ(read("7.2.0.0", 1), "7.2.0.0");
+        EXPECT_EQ(read("7.2.0", 1), "7.2.0.0");
+        EXPECT_EQ(read("6.1.0.0", 0), "6.1.0.0");
+        EXPECT_EQ(log.size(), 0u) << log.dump();
+
+        // Older than 7.2.0.0 with shared memory on robust mutexes: reported, handed on anyway.
+        EXPECT_EQ(read("6.1.0.0", 1), "6.1.0.0");
+        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE", {kShmemText});
+        log.clear();
+        EXPECT_EQ(read("7.1.255.255", 1), "7.1.255.255");
+        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE", {kShmemText});
+
+        // A value that does not parse is reported and the check goes on with the default.
+        log.clear();
+        EXPECT_EQ(read("seven", 0), "6.0.0.0");
+        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_PARSER_FAILURE_ss", {kName, "seven"});
+        log.clear();
+        EXPECT_EQ(read("7.2.0.0.0", 1), "6.0.0.0");
+        ASSERT_EQ(log.size(), 2u) << log.dump();
+        EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_PARSER_FAILURE_ss", {kName, "7.2.0.0.0"}));
+        EXPECT_EQ(log.entries()[1].args, std::vector<std::string>{kShmemText});
+    }
+    {
+        RobustMutex plain(0);
+        log.clear();
+        EXPECT_EQ(read("6.1.0.0", 1), "6.1.0.0");
+        EXPECT_EQ(log.size(), 0u) << log.dump();
+    }
+
+    ScopedPolicy policy{{kName, "7.3.0.0"}};
+    DDS_ProductVersion_t out = version(9, 9, 9, 9);
+    DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(nullptr, &out, 1);
+    expectPrecondition("self == ((void *)0)");
+    EXPECT_EQ(text(out), "9.9.9.9");
+    log.clear();
+    DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(&policy, nullptr, 1);
+    expectPrecondition("out == ((void *)0)");
+}
+
+TEST_F(CompatibilityVersionTest, PlatformAnswerAndItsOverride)
+{
+#if defined(__linux__)
+    const int platform = 1;
+#else
+    const int platform = 0;
+#endif
+    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), platform);
+    ZynOsapiSharedMemorySemMutex_setUseRobustMutex(1 - platform);
+    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), 1 - platform);
+    ZynOsapiSharedMemorySemMutex_setUseRobustMutex(-1);
+    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), platform);
+}
+
+TEST_F(CompatibilityVersionTest, VersionParsingAndComparison)
+{
+    auto parse = [](const char *value) {
+        DDS_ProductVersion_t out = version(9, 9, 9, 9);
+        return DDS_ProductVersion_from_string(&out, value) ? text(out) : "refused " + text(out);
+    };
+    EXPECT_EQ(parse("7.2.0"), "7.2.0.0");
+    EXPECT_EQ(parse("255.255.255.255"), "255.255.255.255");
+    EXPECT_EQ(parse("007.02.0.1"), "7.2.0.1");
+    for (const char *refused : {"", "7.2", "7.2.0.0.0", "7..0", "7.2.0.", "256.0.0", "7.2.0.256",
+                                " 7.2.0", "7.2.0 ", "+7.2.0", "-1.2.0", "7.2.0a", "99999999999.0.0"}) {
+        EXPECT_EQ(parse(refused), "refused 9.9.9.9") << '"' << refused << '"';
+    }
+    EXPECT_EQ(parse(nullptr), "refused 9.9.9.9");
+
+    auto compare = [](DDS_ProductVersion_t left, DDS_ProductVersion_t right) {
+        int result = DDS_ProductVersion_compare(&left, &right);
+        return result < 0 ? -1 : (result > 0 ? 1 : 0);
+    };
+    EXPECT_EQ(compare(version(7, 2, 0, 0), version(7, 2, 0, 0)), 0);
+    EXPECT_EQ(compare(version(6, 9, 9, 9), version(7, 0, 0, 0)), -1);   // earlier fields rank
+    EXPECT_EQ(compare(version(7, 2, 0, 9), version(7, 2, 1, 0)), -1);
+    EXPECT_EQ(compare(version(7, 2, 0, 1), version(7, 2, 0, 0)), 1);
+    EXPECT_EQ(compare(version(200, 0, 0, 0), version(100, 0, 0, 0)), 1);   // unsigned fields
+}
+
+}  // namespace
