@@ -1,9 +1,9 @@
 // Whether the platform's shared-memory semaphores and mutexes are robust mutexes.
 //
 // On Linux the shared-memory mutexes are process-shared pthread mutexes created with
-// pthread_mutexattr_setrobust (glibc has it, and so does every other Linux C library we build
-// with): a process that dies holding one does not leave the others blocked forever. The other
-// platforms we build for use semaphores that have no such recovery, so they answer no.
+// pthread_mutexattr_setrobust (in glibc since 2.12): a process that dies holding one does not
+// leave the others blocked forever. The other platforms we build for use semaphores that have
+// no such recovery, so they answer no.
 #include "platform/SharedMemory.h"
 
 namespace {
