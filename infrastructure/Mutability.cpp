@@ -1,0 +1,224 @@
+// Property mutability: whether a property may change at any time, only until its entity is
+// enabled, or never; and the check of a requested policy change against it.
+#include <string.h>
+
+#include "infrastructure/PropertyQosPolicyInternal.h"
+
+namespace {
+
+// The lookup is written for tables of exactly these sizes.
+static_assert(PROPERTY_PLUGIN_VALUE_ATTRIBUTES_COUNT == 3, "known plug-ins");
+static_assert(PROPERTY_NO_PLUGIN_VALUE_ATTRIBUTES_COUNT == 56, "the middleware's own properties");
+static_assert(PROPERTY_LOAD_PLUGINS_ARRAY_COUNT == 4, "load-plugins properties");
+
+// A create function's name: up to 254 characters and the terminator.
+constexpr size_t kCreateFunctionBufferSize = 255;
+
+constexpr const char kCreateFunctionLookup[] =
+    "DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction";
+
+// Exact search of a table of properties; writes the mutability only when the name is found.
+bool findInProperties(DDS_PropertyQosPolicyMutability *mutability, const char *name,
+                      const PROPERTYValueAttributes *properties, DDS_Long propertiesSize)
+{
+    DDS_UnsignedLong index = 0;
+    if (!DDS_PropertyQosPolicy_binaryStringSearch(
+            &index, name, properties,
+            propertiesSize > 0 ? static_cast<DDS_UnsignedLong>(propertiesSize) : 0,
+            sizeof(PROPERTYValueAttributes), 1)) {
+        return false;
+    }
+    // The table's values and the result's share their numbers.
+    *mutability = static_cast<DDS_PropertyQosPolicyMutability>(properties[index].mutability);
+    return true;
+}
+
+// The plug-ins listed in the load-plugins properties of `policy` whose name `property` lies
+// under, by the create function each one names. `pluginNames` is the caller's to finalise.
+int findUnderLoadedPlugins(DDS_StringSeq *pluginNames,
+                           DDS_PropertyQosPolicyMutability *mutability, const char *property,
+                           const DDS_PropertyQosPolicy *policy)
+{
+    if (property == nullptr) {
+        return 0;
+    }
+    for (const char *loadPluginsName : PROPERTY_LOAD_PLUGINS_ARRAY) {
+        const DDS_Property_t *loadPlugins =
+            DDS_PropertyQosPolicyHelper_lookup_property(policy, loadPluginsName);
+        if (loadPlugins == nullptr) {
+            continue;
+        }
+        if (DDS_StringSeq_from_delimited_string(pluginNames, loadPlugins->value, ',') !=
+            DDS_RETCODE_OK) {
+            ZYN_LOG_IN(kCreateFunctionLookup, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss,
+                       "plugins names from property qos with value ", loadPlugins->value);
+            return 0;
+        }
+        const DDS_Long count = DDS_StringSeq_get_length(pluginNames);
+        for (DDS_Long i = 0; i < count; ++i) {
+            const char *pluginName = DDS_StringSeq_get(pluginNames, i);
+            if (pluginName == nullptr) {
+                ZYN_LOG_IN(kCreateFunctionLookup, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss,
+                           "plugin name from ", loadPlugins->value);
+                return 0;
+            }
+            const size_t pluginNameLength = strlen(pluginName);
+            if (strncmp(property, pluginName, pluginNameLength) != 0 ||
+                property[pluginNameLength] != '.') {
+                continue;
+            }
+            char createFunction[kCreateFunctionBufferSize];
+            if (!DDS_PropertyQosPolicy_getPluginCreateFunction(createFunction, policy,
+                                                               pluginName)) {
+                ZYN_LOG_IN(kCreateFunctionLookup, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss,
+                           "create_function property for plugin ", pluginName);
+                return 0;
+            }
+            // A plug-in without a create function of its own cannot be one of the known ones.
+            if (createFunction[0] != '\0' &&
+                DDS_PropertyQosPolicy_findPropertyInCustomPlugin(
+                    mutability, property + pluginNameLength + 1, createFunction)) {
+                return 1;
+            }
+        }
+    }
+    return 0;
+}
+
+bool sameValue(const char *left, const char *right)
+{
+    if (left == nullptr || right == nullptr) {
+        return left == right;
+    }
+    return strcmp(left, right) == 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginDefaultNames(
+    DDS_PropertyQosPolicyMutability *mutability, const char *property)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(mutability), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(property), return 0);
+
+    DDS_UnsignedLong row = 0;
+    if (!DDS_PropertyQosPolicy_binaryStringSearch(&row, property, PROPERTY_PLUGIN_VALUE_ATTRIBUTES,
+                                                  PROPERTY_PLUGIN_VALUE_ATTRIBUTES_COUNT,
+                                                  sizeof(PROPERTYPluginValueAttributes), 0)) {
+        return 0;
+    }
+    const PROPERTYPluginValueAttributes &plugin = PROPERTY_PLUGIN_VALUE_ATTRIBUTES[row];
+    const size_t prefixLength = strlen(plugin.prefix);
+    // The partial search needs no separator after the prefix; a plug-in property has one, and
+    // something after it.
+    if (strlen(property) <= prefixLength + 1 || property[prefixLength] != '.') {
+        return 0;
+    }
+    return findInProperties(mutability, property + prefixLength + 1, plugin.properties,
+                            plugin.propertiesSize)
+               ? 1
+               : 0;
+}
+
+int DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction(
+    DDS_PropertyQosPolicyMutability *mutability, const char *property,
+    const DDS_PropertyQosPolicy *propertyQos)
+{
+    DDS_StringSeq pluginNames = DDS_SEQUENCE_INITIALIZER;
+    const int found = findUnderLoadedPlugins(&pluginNames, mutability, property, propertyQos);
+    if (!DDS_StringSeq_finalize(&pluginNames)) {
+        ZYN_LOG(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FINALIZE_s, "pluginPrefixSeq");
+    }
+    return found;
+}
+
+int DDS_PropertyQosPolicy_findPropertyInCustomPlugin(DDS_PropertyQosPolicyMutability *mutability,
+                                                     const char *property,
+                                                     const char *loadedCreateFunction)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(mutability), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(property), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(loadedCreateFunction), return 0);
+    ZYN_PRECONDITION(strlen(loadedCreateFunction) <= 0, return 0);
+
+    const size_t length = strlen(loadedCreateFunction);
+    for (const PROPERTYPluginValueAttributes &plugin : PROPERTY_PLUGIN_VALUE_ATTRIBUTES) {
+        const char *createFunction = plugin.createFunction != nullptr ? plugin.createFunction : "";
+        if (strncmp(createFunction, loadedCreateFunction, length) == 0 &&
+            findInProperties(mutability, property, plugin.properties, plugin.propertiesSize)) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int DDS_PropertyQosPolicy_findPropertyMutabilityUsingNonPluginDefaultNames(
+    DDS_PropertyQosPolicyMutability *mutability, const char *property)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(mutability), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(property), return 0);
+    return findInProperties(mutability, property, PROPERTY_NO_PLUGIN_VALUE_ATTRIBUTES,
+                            PROPERTY_NO_PLUGIN_VALUE_ATTRIBUTES_COUNT)
+               ? 1
+               : 0;
+}
+
+DDS_PropertyQosPolicyMutability DDS_PropertyQosPolicyHelper_get_property_mutability(
+    const char *name, const DDS_PropertyQosPolicy *policy)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(name), return DDS_PROPERTY_QOS_MUTABLE);
+    ZYN_PRECONDITION(ZYN_IS_NULL(policy), return DDS_PROPERTY_QOS_MUTABLE);
+
+    DDS_PropertyQosPolicyMutability mutability = DDS_PROPERTY_QOS_MUTABLE;
+    if (DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginDefaultNames(&mutability, name) ||
+        DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction(&mutability, name,
+                                                                              policy) ||
+        DDS_PropertyQosPolicy_findPropertyMutabilityUsingNonPluginDefaultNames(&mutability, name)) {
+        return mutability;
+    }
+    return DDS_PROPERTY_QOS_MUTABLE;
+}
+
+int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *newProperties,
+                                                 const DDS_PropertyQosPolicy *oldProperties,
+                                                 int isEntityEnabled)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(newProperties), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
+
+    const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
+    for (DDS_Long i = 0; i < count; ++i) {
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);
+        if (property == nullptr) {
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "property");
+            return 0;
+        }
+        // Only a new property or a new value is a change; the propagate flag alone is not.
+        const DDS_Property_t *current =
+            DDS_PropertyQosPolicyHelper_lookup_property(oldProperties, property->name);
+        if (current != nullptr && sameValue(current->value, property->value)) {
+            continue;
+        }
+        switch (DDS_PropertyQosPolicyHelper_get_property_mutability(property->name,
+                                                                    newProperties)) {
+        case DDS_PROPERTY_QOS_IMMUTABLE:
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "entity",
+                    property->name, "cannot modify because it is immutable");
+            return 0;
+        case DDS_PROPERTY_QOS_MUTABLE_UNTIL_ENABLE:
+            if (isEntityEnabled) {
+                ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "entity",
+                        property->name, "cannot modify because entity is already enabled");
+                return 0;
+            }
+            break;
+        case DDS_PROPERTY_QOS_MUTABLE:
+            break;
+        }
+    }
+    return 1;
+}
+
+}  // extern "C"
