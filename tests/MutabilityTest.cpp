@@ -15,8 +15,9 @@ class MutabilityTest : public ModuleTest {};
 constexpr auto kMutable = DDS_PROPERTY_QOS_MUTABLE;
 constexpr auto kUntilEnable = DDS_PROPERTY_QOS_MUTABLE_UNTIL_ENABLE;
 constexpr auto kImmutable = DDS_PROPERTY_QOS_IMMUTABLE;
-// Never a real answer: shows whether a lookup wrote its output.
-const auto kUnwritten = static_cast<DDS_PropertyQosPolicyMutability>(77);
+// Never a real answer, yet within the enumeration's range: shows whether a lookup wrote its
+// output.
+const auto kUnwritten = static_cast<DDS_PropertyQosPolicyMutability>(3);
 
 DDS_PropertyQosPolicyMutability asResult(PROPERTYValueMutability m)
 {
