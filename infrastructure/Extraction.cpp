@@ -268,11 +268,11 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_into_policy(
         // What the out policy held in this slot is replaced, not leaked.
         DDS_String_free(to->name);
         to->name = name;
-        char *value = DDS_String_dup(from->value);
-        if (value == nullptr) {
+        char *value = nullptr;
+        if (from->value != nullptr && (value = DDS_String_dup(from->value)) == nullptr) {
             ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_COPY_TEMPLATE,
                          "Property value '%s' with the suffix '%s'.\n",
-                         from->value != nullptr ? from->value : "NULL", outPropertiesName);
+                         from->value, outPropertiesName);
             goto finish;
         }
         DDS_String_free(to->value);

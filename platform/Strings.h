@@ -50,7 +50,8 @@ int VorlString_strToUnsignedLong(const char *text, DDS_UnsignedLong *out);
  * name costs no distance computation; `index` and `distance` are then left as they were.
  * Otherwise zero, with `index` set to the first entry at the smallest edit distance
  * (Levenshtein: insertions, deletions and substitutions of one character each cost 1) and
- * `distance` to that distance. Entries are considered only when strictly closer than the
+ * `distance` to that distance. The distance is exact when either name has at most 256
+ * characters; beyond that it is an upper bound computed piecewise on the stack (no allocation). Entries are considered only when strictly closer than the
  * `distance` passed in, so a caller starts with a large value. An empty table leaves both
  * untouched. Null arguments give zero. */
 int VorlString_validateName(DDS_Long *index, DDS_Long *distance, const char *name,
