@@ -125,11 +125,16 @@ void emit(int level, int moduleId, const char *file, int line, const char *funct
                  message);
 }
 
-// The argument letters of an identifier: what follows its last '_'.
+// The argument letters of an identifier: what follows its last '_', when that is made only of
+// 's' and 'd'; a _TEMPLATE identifier (or any other) takes no argument here.
 const char *argumentLetters(const char *id)
 {
     const char *underscore = std::strrchr(id, '_');
-    return underscore != nullptr ? underscore + 1 : "";
+    if (underscore == nullptr) {
+        return "";
+    }
+    const char *letters = underscore + 1;
+    return letters[std::strspn(letters, "sd")] == '\0' ? letters : "";
 }
 
 }  // namespace
