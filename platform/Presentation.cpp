@@ -116,7 +116,7 @@ DDS_ReturnCode_t DDS_PropertySeq_to_presentation_sequence(const DDS_PropertySeq 
 DDS_ReturnCode_t DDS_PropertySeq_from_presentation_sequence(DDS_PropertySeq *self,
                                                             const TaviPropertyQosPolicy *src)
 {
-    if (self == nullptr || src == nullptr) {
+    if (self == nullptr || src == nullptr || self->_sequence_init != DDS_SEQUENCE_MAGIC_NUMBER) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     const TaviSequenceProperty &form = src->data;
