@@ -43,8 +43,8 @@ DDS_ReturnCode_t DDS_PropertySeq_finalize_presentation_qosI(TaviPropertyQosPolic
 DDS_ReturnCode_t DDS_PropertySeq_to_presentation_sequence(const DDS_PropertySeq *self,
                                                           TaviPropertyQosPolicy *dst);
 /* Replaces the properties of `self` with copies of those of `src`. BAD_PARAMETER for a null
- * argument or a malformed form, OUT_OF_RESOURCES when memory is short; on failure `self` keeps
- * what it held. */
+ * argument, a never-initialised `self` or a malformed form, OUT_OF_RESOURCES when memory is
+ * short; on failure `self` keeps what it held. */
 DDS_ReturnCode_t DDS_PropertySeq_from_presentation_sequence(DDS_PropertySeq *self,
                                                             const TaviPropertyQosPolicy *src);
 
