@@ -2,6 +2,7 @@
 // one of the kind's prefixes must be a known name of the middleware or of a plug-in in use, or
 // the first unknown one under that prefix is reported with the closest known name.
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include "infrastructure/PropertyQosPolicyInternal.h"
@@ -90,6 +91,96 @@ public:
     DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
 };
 
+// Membership in a name table by hash, so that checking a policy against the hundreds of names
+// the middleware and its plug-ins know costs one probe per property instead of a scan of every
+// table. Built once per validation; when its index cannot be allocated it scans the table
+// instead, so the answer never depends on memory.
+class NameSet {
+public:
+    explicit NameSet(const char *const *table) : table_(table)
+    {
+        if (table == nullptr) {
+            return;
+        }
+        size_t count = 0;
+        while (table[count][0] != '\0') {
+            ++count;
+        }
+        size_t capacity = 16;
+        while (capacity < 2 * count) {
+            capacity *= 2;
+        }
+        slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
+        if (slots_ == nullptr) {
+            return;
+        }
+        mask_ = capacity - 1;
+        for (size_t i = 0; i < count; ++i) {
+            uint64_t hash = hashOf(table[i]);
+            size_t at = static_cast<size_t>(hash) & mask_;
+            while (slots_[at].name != nullptr) {
+                at = (at + 1) & mask_;
+            }
+            slots_[at] = Slot{hash, table[i]};
+        }
+    }
+    ~NameSet() { ZynHeap_free(slots_); }
+    NameSet(const NameSet &) = delete;
+    NameSet &operator=(const NameSet &) = delete;
+
+    const char *const *table() const { return table_; }
+
+    static uint64_t hashOf(const char *text)
+    {
+        uint64_t hash = 1469598103934665603ull;   // FNV-1a
+        for (const unsigned char *c = reinterpret_cast<const unsigned char *>(text); *c != 0; ++c) {
+            hash = (hash ^ *c) * 1099511628211ull;
+        }
+        return hash;
+    }
+
+    // `hash` is hashOf(name), computed once by the caller for all the sets it asks.
+    bool contains(const char *name, uint64_t hash) const
+    {
+        if (table_ == nullptr || name == nullptr) {
+            return false;
+        }
+        if (slots_ == nullptr) {
+            for (const char *const *entry = table_; (*entry)[0] != '\0'; ++entry) {
+                if (std::strcmp(*entry, name) == 0) {
+                    return true;
+                }
+            }
+            return false;
+        }
+        for (size_t at = static_cast<size_t>(hash) & mask_; slots_[at].name != nullptr;
+             at = (at + 1) & mask_) {
+            if (slots_[at].hash == hash && std::strcmp(slots_[at].name, name) == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    struct Slot {
+        uint64_t hash;
+        const char *name;
+    };
+
+    const char *const *table_;
+    Slot *slots_ = nullptr;
+    size_t mask_ = 0;
+};
+
+// The four name tables one entity is checked against.
+struct KnownNames {
+    NameSet publicNames;
+    NameSet privateNames;
+    NameSet pluginPublicNames;
+    NameSet pluginPrivateNames;
+};
+
 // Reports an unexpected name as the action says; returns the check's result.
 int reportUnexpected(const char *function, DDS_PropertyQosPolicyValidationAction action,
                      const char *prefix, const char *name, const char *suggestion,
@@ -107,6 +198,64 @@ int reportUnexpected(const char *function, DDS_PropertyQosPolicyValidationAction
     default:
         return 0;
     }
+}
+
+// The check of one prefix against prepared tables: the body of
+// DDS_PropertyQosPolicy_validateEntityPropertyNames, shared with the per-entity check so that
+// the tables are indexed once per entity rather than once per prefix.
+int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
+                const KnownNames &known, const DDS_StringSeq *omittedPrefixes,
+                DDS_PropertyQosPolicyValidationAction validationAction)
+{
+    static const char *const kFunction = "DDS_PropertyQosPolicy_validateEntityPropertyNames";
+    if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
+        return 1;
+    }
+    LocalPolicy local;
+    if (DDS_PropertyQosPolicyHelper_get_propertiesI(inputProperty, &local.policy.value, prefix,
+                                                    kFunction, 1, 1, 0) != DDS_RETCODE_OK) {
+        ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, prefix,
+                   "properties from property qos");
+        return 0;
+    }
+
+    const DDS_Long count = DDS_PropertySeq_get_length(&local.policy.value);
+    for (DDS_Long i = 0; i < count; ++i) {
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&local.policy.value, i);
+        if (property == nullptr) {
+            ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "property");
+            return 0;
+        }
+        const char *name = property->name;
+        const uint64_t hash = NameSet::hashOf(name);
+        if (DDS_PropertyQosPolicy_isPrefixOmitted(name, omittedPrefixes) ||
+            known.privateNames.contains(name, hash) ||
+            known.pluginPrivateNames.contains(name, hash) ||
+            DDS_PropertyQosPolicy_isPropertyIgnored(name)) {
+            continue;
+        }
+        // A known name needs no distance: only an unknown one is measured for its suggestion.
+        if (known.publicNames.contains(name, hash) || known.pluginPublicNames.contains(name, hash)) {
+            continue;
+        }
+        DDS_Long index = 0;
+        DDS_Long distance = INT_MAX;
+        VorlString_validateName(&index, &distance, name, known.publicNames.table(), 1);
+        const char *suggestion = known.publicNames.table()[index];
+        if (known.pluginPublicNames.table() != nullptr) {
+            DDS_Long pluginIndex = 0;
+            DDS_Long pluginDistance = INT_MAX;
+            VorlString_validateName(&pluginIndex, &pluginDistance, name,
+                                    known.pluginPublicNames.table(), 1);
+            // On a tie the entity's own name is the better hint.
+            if (pluginDistance < distance) {
+                suggestion = known.pluginPublicNames.table()[pluginIndex];
+            }
+        }
+        // The first unknown name stops this prefix: one report per prefix is enough to act on.
+        return reportUnexpected(kFunction, validationAction, "", name, suggestion, kMessageScope);
+    }
+    return 1;
 }
 
 }  // namespace
@@ -130,11 +279,14 @@ int DDS_PropertyQosPolicy_validate_property_names_per_entity(
     if (!tablesOfKind(entityKind, tables)) {
         return 1;
     }
+    if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
+        return 1;
+    }
+    const KnownNames known{NameSet(tables.publicNames), NameSet(tables.privateNames),
+                           NameSet(plugins.publicNames), NameSet(plugins.privateNames)};
     for (const char *const *prefix = tables.prefixes; (*prefix)[0] != '\0'; ++prefix) {
-        if (!DDS_PropertyQosPolicy_validateEntityPropertyNames(
-                inputProperty, *prefix, tables.publicNames, tables.privateNames,
-                plugins.publicNames, plugins.privateNames, &plugins.omittedPrefixes,
-                validationAction)) {
+        if (!checkPrefix(inputProperty, *prefix, known, &plugins.omittedPrefixes,
+                         validationAction)) {
             return 0;
         }
     }
@@ -148,7 +300,6 @@ int DDS_PropertyQosPolicy_validateEntityPropertyNames(
     const char *const *validPrivatePluginPropertyNames, const DDS_StringSeq *omittedPrefixes,
     DDS_PropertyQosPolicyValidationAction validationAction)
 {
-    LocalPolicy local;
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(prefix), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(validPublicPropertyNames), return 0);
@@ -158,51 +309,10 @@ int DDS_PropertyQosPolicy_validateEntityPropertyNames(
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
     }
-    if (DDS_PropertyQosPolicyHelper_get_propertiesI(
-            inputProperty, &local.policy.value, prefix,
-            "DDS_PropertyQosPolicy_validateEntityPropertyNames", 1, 1, 0) != DDS_RETCODE_OK) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, prefix,
-                "properties from property qos");
-        return 0;
-    }
-
-    const DDS_Long count = DDS_PropertySeq_get_length(&local.policy.value);
-    for (DDS_Long i = 0; i < count; ++i) {
-        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&local.policy.value, i);
-        if (property == nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "property");
-            return 0;
-        }
-        const char *name = property->name;
-        if (DDS_PropertyQosPolicy_isPrefixOmitted(name, omittedPrefixes) ||
-            DDS_PropertyQosPolicy_isPropertyPrivate(name, validPrivatePropertyNames,
-                                                    validPrivatePluginPropertyNames) ||
-            DDS_PropertyQosPolicy_isPropertyIgnored(name)) {
-            continue;
-        }
-
-        DDS_Long index = 0;
-        DDS_Long distance = INT_MAX;
-        if (VorlString_validateName(&index, &distance, name, validPublicPropertyNames, 1)) {
-            continue;
-        }
-        const char *suggestion = validPublicPropertyNames[index];
-        if (validPublicPluginPropertyNames != nullptr) {
-            DDS_Long pluginIndex = 0;
-            DDS_Long pluginDistance = INT_MAX;
-            if (VorlString_validateName(&pluginIndex, &pluginDistance, name,
-                                        validPublicPluginPropertyNames, 1)) {
-                continue;
-            }
-            // On a tie the entity's own name is the better hint.
-            if (pluginDistance < distance) {
-                suggestion = validPublicPluginPropertyNames[pluginIndex];
-            }
-        }
-        // The first unknown name stops this prefix: one report per prefix is enough to act on.
-        return reportUnexpected(__func__, validationAction, "", name, suggestion, kMessageScope);
-    }
-    return 1;
+    const KnownNames known{NameSet(validPublicPropertyNames), NameSet(validPrivatePropertyNames),
+                           NameSet(validPublicPluginPropertyNames),
+                           NameSet(validPrivatePluginPropertyNames)};
+    return checkPrefix(inputProperty, prefix, known, omittedPrefixes, validationAction);
 }
 
 int DDS_PropertyQosPolicy_validate_plugin_property_suffixes(
