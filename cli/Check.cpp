@@ -1,0 +1,427 @@
+// propqos check: every QoS of every profile, as it is in force after inheritance, against the
+// resource limits and the known property names, plus what a reviewer would flag by eye.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "Commands.hpp"
+#include "Text.hpp"
+
+namespace propqos::cli {
+
+const char *const kCheckHelp =
+    "usage: propqos check [options] FILE...\n"
+    "\n"
+    "Checks the property lists of every participant, datawriter and datareader QoS of every\n"
+    "QoS profile in the files, as in force after base_name inheritance (bases may be in any of\n"
+    "the files given):\n"
+    "  - property names unknown to the middleware or to the plug-ins the QoS configures, each\n"
+    "    with the closest known name; an error or a warning as the profile's validation action\n"
+    "    (dds.participant.property_validation_action in its participant QoS) says, default\n"
+    "    VALIDATION_ACTION_EXCEPTION (error);\n"
+    "  - the participant's resource limits on the number of properties and their total length\n"
+    "    (<resource_limits> participant_/writer_/reader_property_list_max_length and\n"
+    "    _property_string_max_length of the profile's participant QoS; when not set, 64\n"
+    "    properties and 8192 characters, names and values each counted with a terminator;\n"
+    "    -1 or LENGTH_UNLIMITED for no limit);\n"
+    "  - confidential properties (keys, passwords, pass phrases) marked to propagate to remote\n"
+    "    peers (warning), and a name given twice in one QoS (warning; the later one is used).\n"
+    "\n"
+    "options:\n"
+    "  --action warning|exception|skip  validation action for every profile, instead of each\n"
+    "                                   profile's own\n"
+    "  --format text|json               findings as 'file:line: level: message' lines (default)\n"
+    "                                   or one JSON object {\"findings\": [...], \"summary\": {...}}\n"
+    "  -h, --help                       this help\n"
+    "\n"
+    "exit status: 0 no errors (warnings allowed), 1 errors found, 2 unusable input or usage.\n";
+
+namespace {
+
+constexpr std::int32_t kDefaultListMax = 64;
+constexpr std::int32_t kDefaultStringMax = 8192;
+
+const char *const kActionProperty = "dds.participant.property_validation_action";
+const char *const kActionShortProperty = "property_validation_action";
+
+struct Options {
+    std::vector<std::string> files;
+    std::optional<ValidationAction> action;
+    bool json = false;
+};
+
+Options parseOptions(const std::vector<std::string> &args)
+{
+    Options o;
+    bool endOfOptions = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string &a = args[i];
+        if (endOfOptions || a.empty() || a[0] != '-' || a == "-") {
+            o.files.push_back(a);
+        } else if (a == "--") {
+            endOfOptions = true;
+        } else if (a == "--action") {
+            const std::string &v = optionValue(args, i, "check");
+            if (v == "warning") {
+                o.action = ValidationAction::Warning;
+            } else if (v == "exception") {
+                o.action = ValidationAction::Exception;
+            } else if (v == "skip") {
+                o.action = ValidationAction::Skip;
+            } else {
+                throw UsageError("check: --action takes warning, exception or skip, not " +
+                                 quoted(v));
+            }
+        } else if (a == "--format") {
+            const std::string &v = optionValue(args, i, "check");
+            if (v != "text" && v != "json") {
+                throw UsageError("check: --format takes text or json, not " + quoted(v));
+            }
+            o.json = v == "json";
+        } else {
+            throw UsageError("check: unknown option " + quoted(a));
+        }
+    }
+    if (o.files.empty()) {
+        throw UsageError("check: no FILE given");
+    }
+    return o;
+}
+
+class Checker {
+public:
+    Checker(const Options &options, std::vector<Finding> &findings)
+        : options_(options), findings_(findings)
+    {
+    }
+
+    void check(const Profile &profile)
+    {
+        bool any = false;
+        for (Entity e : kEntities) {
+            any = any || ProfileSet::hasQos(profile, e);
+        }
+        if (!any) {
+            return;
+        }
+        ++profilesChecked_;
+        const ValidationAction action = actionOf(profile);
+        for (Entity e : kEntities) {
+            if (!ProfileSet::hasQos(profile, e)) {
+                continue;
+            }
+            ++qosChecked_;
+            const std::vector<ElementRef> own = ProfileSet::ownElements(profile, e, &findings_);
+            reportDuplicates(profile, e, own);
+            const std::vector<ElementRef> elements = ProfileSet::effectiveElements(profile, e);
+            const PropertyList list = ProfileSet::toList(elements);
+            reportPropagatedSecrets(profile, e, elements);
+            checkLimits(profile, e, list);
+            checkNames(profile, e, list, elements, action);
+        }
+    }
+
+    std::size_t profilesChecked() const { return profilesChecked_; }
+    std::size_t qosChecked() const { return qosChecked_; }
+
+private:
+    // Where a QoS of a profile is reported when no single element is at fault.
+    static std::pair<const SourceFile *, std::size_t> qosLocation(const Profile &profile, Entity e)
+    {
+        for (const Profile *p = &profile; p != nullptr; p = p->base) {
+            const pugi::xml_node qos = p->qos[static_cast<int>(e)];
+            if (qos) {
+                const pugi::xml_node property = qos.child("property");
+                return {p->file, p->file->lineOf(property ? property : qos)};
+            }
+        }
+        return {profile.file, profile.file->lineOf(profile.node)};
+    }
+
+    static std::string qosName(const Profile &profile, Entity e)
+    {
+        return std::string(entityLabel(e)) + " QoS of " + profile.qualified;
+    }
+
+    void add(const SourceFile *file, std::size_t line, Level level, const char *code,
+             std::string message, const Profile &profile, Entity e, std::string property = "",
+             std::string suggestion = "")
+    {
+        findings_.push_back(Finding{file, line, level, code, std::move(message), profile.qualified,
+                                    entityLabel(e), std::move(property), std::move(suggestion)});
+    }
+
+    ValidationAction actionOf(const Profile &profile)
+    {
+        if (options_.action) {
+            return *options_.action;
+        }
+        if (!ProfileSet::hasQos(profile, Entity::Participant)) {
+            return ValidationAction::Exception;
+        }
+        const std::vector<ElementRef> elements =
+            ProfileSet::effectiveElements(profile, Entity::Participant);
+        PropertyList list;
+        for (const ElementRef &ref : elements) {
+            if (std::strcmp(ref.name, kActionProperty) == 0 ||
+                std::strcmp(ref.name, kActionShortProperty) == 0) {
+                list.add(ref.name, ref.value);
+            }
+        }
+        if (const std::optional<ValidationAction> action = list.validationAction()) {
+            return *action;
+        }
+        // The full name wins over the short one, as when the middleware reads it.
+        const ElementRef *culprit = nullptr;
+        for (const ElementRef &ref : elements) {
+            if (std::strcmp(ref.name, kActionProperty) == 0) {
+                culprit = &ref;
+            } else if (culprit == nullptr && std::strcmp(ref.name, kActionShortProperty) == 0) {
+                culprit = &ref;
+            }
+        }
+        if (culprit != nullptr) {
+            add(culprit->owner->file, culprit->owner->file->lineOf(culprit->node), Level::Error,
+                "invalid-value",
+                "invalid validation action " + quoted(culprit->value) + " for " +
+                    quoted(culprit->name) +
+                    " (expected VALIDATION_ACTION_WARNING, VALIDATION_ACTION_EXCEPTION, "
+                    "VALIDATION_ACTION_SKIP or -1, 0, 1); checking with "
+                    "VALIDATION_ACTION_EXCEPTION",
+                profile, Entity::Participant, culprit->name);
+        }
+        return ValidationAction::Exception;
+    }
+
+    void reportDuplicates(const Profile &profile, Entity e, const std::vector<ElementRef> &own)
+    {
+        for (std::size_t i = 1; i < own.size(); ++i) {
+            for (std::size_t j = 0; j < i; ++j) {
+                if (std::strcmp(own[i].name, own[j].name) == 0) {
+                    add(profile.file, profile.file->lineOf(own[i].node), Level::Warning,
+                        "duplicate-property",
+                        "property " + quoted(own[i].name) + " given twice in " +
+                            qosName(profile, e) + " (first at line " +
+                            std::to_string(profile.file->lineOf(own[j].node)) +
+                            "); the later value is used",
+                        profile, e, own[i].name);
+                    break;
+                }
+            }
+        }
+    }
+
+    void reportPropagatedSecrets(const Profile &profile, Entity e,
+                                 const std::vector<ElementRef> &elements)
+    {
+        for (const ElementRef &ref : elements) {
+            if (ref.propagate && PropertyList::isConfidential(ref.name)) {
+                add(ref.owner->file, ref.owner->file->lineOf(ref.node), Level::Warning,
+                    "confidential-propagated",
+                    "confidential property " + quoted(ref.name) + " in " + qosName(profile, e) +
+                        " is marked to propagate: remote peers would receive its value",
+                    profile, e, ref.name);
+            }
+        }
+    }
+
+    std::int32_t limit(const Profile &profile, Entity e, const char *field, std::int32_t fallback)
+    {
+        const std::optional<SetValue> set = ProfileSet::resourceLimit(profile, field);
+        if (!set) {
+            return fallback;
+        }
+        if (equalsIgnoreCase(set->text, "LENGTH_UNLIMITED") ||
+            equalsIgnoreCase(set->text, "DDS_LENGTH_UNLIMITED")) {
+            return INT32_MAX;
+        }
+        DDS_Long value = 0;
+        if (VorlString_strToLong(set->text.c_str(), &value) && value >= -1) {
+            return value == -1 ? INT32_MAX : value;
+        }
+        add(set->owner->file, set->owner->file->lineOf(set->node), Level::Error, "invalid-value",
+            "invalid resource limit " + quoted(set->text) + " for " + field + " in " +
+                qosName(profile, Entity::Participant) +
+                " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
+                std::to_string(fallback),
+            profile, e, field);
+        return fallback;
+    }
+
+    void checkLimits(const Profile &profile, Entity e, const PropertyList &list)
+    {
+        const char *prefix = e == Entity::Participant  ? "participant_"
+                             : e == Entity::DataWriter ? "writer_"
+                                                       : "reader_";
+        const std::string listField = std::string(prefix) + "property_list_max_length";
+        const std::string stringField = std::string(prefix) + "property_string_max_length";
+        const std::int32_t maxList = limit(profile, e, listField.c_str(), kDefaultListMax);
+        const std::int32_t maxString = limit(profile, e, stringField.c_str(), kDefaultStringMax);
+        const LimitReport report = list.checkLimits(entityKind(e), maxList, maxString);
+        if (report.consistent) {
+            return;
+        }
+        const auto [file, line] = qosLocation(profile, e);
+        for (const LimitViolation &v : report.violations) {
+            add(file, line, Level::Error, "resource-limit",
+                qosName(profile, e) + ": " + v.what + " (" + std::to_string(v.actual) +
+                    ") exceeds " + v.limitName + " (" + std::to_string(v.limit) + ")",
+                profile, e, v.limitName);
+        }
+        if (report.violations.empty()) {
+            add(file, line, Level::Error, "resource-limit",
+                qosName(profile, e) + " fails the resource-limit check" + detail(report.other),
+                profile, e);
+        }
+    }
+
+    static std::string detail(const std::vector<LogRecord> &entries)
+    {
+        std::string text;
+        for (const LogRecord &r : entries) {
+            text += (text.empty() ? ": " : "; ") + r.message;
+        }
+        return text;
+    }
+
+    void checkNames(const Profile &profile, Entity e, const PropertyList &list,
+                    const std::vector<ElementRef> &elements, ValidationAction action)
+    {
+        if (action == ValidationAction::Skip) {
+            return;
+        }
+        ValidationReport report = list.validate(entityKind(e), action);
+        if (report.unexpected.empty()) {
+            reportFailure(profile, e, report);
+            return;
+        }
+        // The module names the first unknown name under each prefix (or only the first of all,
+        // when rejecting). To name every one, check again without those already named.
+        PropertyList rest(list);
+        for (std::size_t round = 0; round <= list.size(); ++round) {
+            for (const UnexpectedName &u : report.unexpected) {
+                reportUnknown(profile, e, elements, u);
+                if (!rest.remove(u.name)) {
+                    return;
+                }
+            }
+            report = rest.validate(entityKind(e), action);
+            if (report.unexpected.empty()) {
+                reportFailure(profile, e, report);
+                return;
+            }
+        }
+    }
+
+    void reportUnknown(const Profile &profile, Entity e, const std::vector<ElementRef> &elements,
+                       const UnexpectedName &u)
+    {
+        auto [file, line] = qosLocation(profile, e);
+        for (const ElementRef &ref : elements) {
+            if (u.name == ref.name) {
+                file = ref.owner->file;
+                line = ref.owner->file->lineOf(ref.node);
+                break;
+            }
+        }
+        std::string message = "unknown property " + quoted(u.name) + " in " + qosName(profile, e);
+        if (!u.suggestion.empty()) {
+            message += "; did you mean " + quoted(u.suggestion) + "?";
+        }
+        add(file, line, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+            "unknown-property", std::move(message), profile, e, u.name, u.suggestion);
+    }
+
+    void reportFailure(const Profile &profile, Entity e, const ValidationReport &report)
+    {
+        if (report.passed) {
+            return;
+        }
+        const auto [file, line] = qosLocation(profile, e);
+        add(file, line, Level::Error, "internal",
+            "the property names of " + qosName(profile, e) + " could not be checked" +
+                detail(report.other),
+            profile, e);
+    }
+
+    const Options &options_;
+    std::vector<Finding> &findings_;
+    std::size_t profilesChecked_ = 0;
+    std::size_t qosChecked_ = 0;
+};
+
+// Inherited elements are checked with every profile that inherits them; say each thing once.
+void removeRepeats(std::vector<Finding> &findings)
+{
+    std::unordered_set<std::string> seen;
+    std::vector<Finding> kept;
+    kept.reserve(findings.size());
+    for (Finding &f : findings) {
+        std::string key = f.file->path();
+        key += '\n' + std::to_string(f.line) + '\n' + f.code + '\n' +
+               (f.property.empty() ? f.message : f.property);
+        if (seen.insert(std::move(key)).second) {
+            kept.push_back(std::move(f));
+        }
+    }
+    findings = std::move(kept);
+}
+
+} // namespace
+
+int runCheck(const std::vector<std::string> &args)
+{
+    const Options options = parseOptions(args);
+    std::vector<Finding> findings;
+    ProfileSet set = loadProfiles(options.files, findings);
+    Checker checker(options, findings);
+    for (const Profile &profile : set.profiles()) {
+        if (!profile.duplicate) {
+            checker.check(profile);
+        }
+    }
+    removeRepeats(findings);
+    std::unordered_map<const SourceFile *, std::size_t> fileOrder;
+    for (std::size_t i = 0; i < set.files().size(); ++i) {
+        fileOrder[set.files()[i].get()] = i;
+    }
+    std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
+        const std::size_t fa = fileOrder[a.file], fb = fileOrder[b.file];
+        return fa != fb ? fa < fb : a.line < b.line;
+    });
+
+    std::size_t errors = 0, warnings = 0;
+    for (const Finding &f : findings) {
+        (f.level == Level::Error ? errors : warnings) += 1;
+    }
+    std::string text;
+    if (options.json) {
+        text += "{\"findings\": [";
+        for (std::size_t i = 0; i < findings.size(); ++i) {
+            text += (i == 0 ? "\n  " : ",\n  ") + findingJson(findings[i]);
+        }
+        text += findings.empty() ? "],\n" : "\n],\n";
+        text += " \"summary\": {\"files\": " + std::to_string(set.files().size()) +
+                ", \"profiles\": " + std::to_string(checker.profilesChecked()) +
+                ", \"qos\": " + std::to_string(checker.qosChecked()) +
+                ", \"errors\": " + std::to_string(errors) +
+                ", \"warnings\": " + std::to_string(warnings) + "}}\n";
+    } else {
+        for (const Finding &f : findings) {
+            text += formatFinding(f);
+            text += '\n';
+        }
+        text += std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
+                std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") + " in " +
+                std::to_string(checker.profilesChecked()) +
+                (checker.profilesChecked() == 1 ? " profile" : " profiles") + " (" +
+                std::to_string(checker.qosChecked()) + " QoS checked)\n";
+    }
+    out(text);
+    return errors > 0 ? kExitFindings : kExitClean;
+}
+
+} // namespace propqos::cli

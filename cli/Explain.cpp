@@ -1,0 +1,248 @@
+// propqos explain: what the middleware makes of one property name.
+#include <climits>
+#include <cstring>
+
+#include "Commands.hpp"
+#include "Text.hpp"
+#include "tables/Tables.h"
+
+namespace propqos::cli {
+
+const char *const kExplainHelp =
+    "usage: propqos explain NAME\n"
+    "\n"
+    "Tells, for each of participant, datawriter and datareader, whether NAME is a property\n"
+    "name the middleware knows: one of its own names (public, or private: accepted but never\n"
+    "suggested), a setting of a built-in transport or of a flow controller, or a setting that\n"
+    "is known once a plug-in of a known kind is loaded under a given name; or whether it is\n"
+    "not checked at all for that entity. Then its mutability (whether an enabled entity\n"
+    "accepts a change of it), whether saving redacts its value, and, for an unknown name, the\n"
+    "closest known name.\n"
+    "\n"
+    "options:\n"
+    "  -h, --help   this help\n"
+    "\n"
+    "exit status: 0 the name is known, 1 it is not, 2 usage.\n";
+
+namespace {
+
+struct Kind {
+    Entity entity;
+    const char *const *prefixes;
+    const char *const *publicNames;
+    const char *const *privateNames;
+};
+
+const Kind kKinds[] = {
+    {Entity::Participant, PROPERTY_VALID_PROPERTY_PREFIXES_DOMAINPARTICIPANT,
+     PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT,
+     PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT},
+    {Entity::DataWriter, PROPERTY_VALID_PROPERTY_PREFIXES_DATAWRITER,
+     PROPERTY_VALID_PUBLIC_PROPERTIES_DATAWRITER, PROPERTY_VALID_PRIVATE_PROPERTIES_DATAWRITER},
+    {Entity::DataReader, PROPERTY_VALID_PROPERTY_PREFIXES_DATAREADER,
+     PROPERTY_VALID_PUBLIC_PROPERTIES_DATAREADER, PROPERTY_VALID_PRIVATE_PROPERTIES_DATAREADER},
+};
+
+bool inTable(const char *const *table, const std::string &name)
+{
+    for (; **table != '\0'; ++table) {
+        if (name == *table) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The kind's name prefix under which the module checks `name` (letter case ignored, as it
+// does), or null.
+const char *checkedUnder(const Kind &kind, const std::string &name)
+{
+    for (const char *const *p = kind.prefixes; **p != '\0'; ++p) {
+        if (VorlString_iFindSubString(name.c_str(), *p) == name.c_str()) {
+            return *p;
+        }
+    }
+    return nullptr;
+}
+
+bool startsWith(const std::string &s, std::string_view prefix)
+{
+    return s.size() >= prefix.size() && s.compare(0, prefix.size(), prefix) == 0;
+}
+
+DDS_Long distanceTo(const std::string &name, const std::string &candidate)
+{
+    const char *const table[] = {candidate.c_str(), ""};
+    DDS_Long index = 0, distance = INT32_MAX;
+    if (VorlString_validateName(&index, &distance, name.c_str(), table, 1)) {
+        return 0;
+    }
+    return distance;
+}
+
+struct Verdict {
+    bool known = false;
+    std::string text;
+    std::string suggestion;
+    std::optional<PropertyList> context; // the list under which the name is known
+};
+
+// A loaded plug-in under which `name` would be one of its settings: the instance names
+// tried are `name` cut at each '.' past a known plug-in kind's prefix.
+std::optional<Verdict> viaLoadedPlugin(const Kind &kind, const std::string &name)
+{
+    if (kind.entity == Entity::DataReader) {
+        return std::nullopt;
+    }
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
+        const std::size_t length = std::strlen(row.prefix);
+        if (VorlString_iFindSubString(name.c_str(), row.prefix) != name.c_str()) {
+            continue;
+        }
+        for (std::size_t dot = name.find('.', length); dot != std::string::npos;
+             dot = name.find('.', dot + 1)) {
+            const std::string instance = name.substr(0, dot);
+            const char *loader = kind.entity == Entity::DataWriter
+                                     ? "dds.data_writer.history.plugin_name"
+                                 : startsWith(instance, "dds.transport.")
+                                     ? "dds.transport.load_plugins"
+                                     : "com.zyn.serv.load_plugin";
+            PropertyList list{{loader, instance}, {name, "x"}};
+            if (list.validate(entityKind(kind.entity), ValidationAction::Exception).passed) {
+                Verdict v;
+                v.known = true;
+                v.text = "known once a " + std::string(row.name) + " plug-in is loaded as " +
+                         quoted(instance) + " (" + loader + " = " + instance + ")";
+                v.context = std::move(list);
+                return v;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+Verdict verdictFor(const Kind &kind, const std::string &name)
+{
+    Verdict v;
+    const char *prefix = checkedUnder(kind, name);
+    if (prefix == nullptr) {
+        v.text = "not checked (names under ";
+        for (const char *const *p = kind.prefixes; **p != '\0'; ++p) {
+            v.text += (p == kind.prefixes ? "" : ", ") + std::string(*p);
+        }
+        v.text += " are)";
+        return v;
+    }
+    if (inTable(kind.publicNames, name)) {
+        v.known = true;
+        v.text = "known";
+        return v;
+    }
+    if (inTable(kind.privateNames, name)) {
+        v.known = true;
+        v.text = "known (private: accepted, never suggested)";
+        return v;
+    }
+    PropertyList alone{{name, "x"}};
+    const ValidationReport report =
+        alone.validate(entityKind(kind.entity), ValidationAction::Exception);
+    if (report.passed) {
+        v.known = true;
+        for (const char *builtin : {"dds.transport.UDPv4.builtin.", "dds.transport.UDPv4_WAN.builtin.",
+                                    "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."}) {
+            if (startsWith(name, builtin)) {
+                v.text = "known (built-in transport " +
+                         quoted(std::string_view(builtin, std::strlen(builtin) - 1)) + ")";
+                return v;
+            }
+        }
+        const std::string_view flow = "dds.flow_controller.token_bucket.";
+        if (startsWith(name, flow)) {
+            const std::size_t dot = name.find('.', flow.size());
+            v.text = "known (flow controller " + quoted(name.substr(0, dot)) + ")";
+            return v;
+        }
+        v.text = "accepted (not subject to the name check)";
+        return v;
+    }
+    if (std::optional<Verdict> loaded = viaLoadedPlugin(kind, name)) {
+        return *loaded;
+    }
+    v.text = "unknown";
+    if (!report.unexpected.empty()) {
+        v.suggestion = report.unexpected.front().suggestion;
+    }
+    return v;
+}
+
+} // namespace
+
+int runExplain(const std::vector<std::string> &args)
+{
+    std::vector<std::string> names;
+    bool endOfOptions = false;
+    for (const std::string &a : args) {
+        if (endOfOptions || a.empty() || a[0] != '-') {
+            names.push_back(a);
+        } else if (a == "--") {
+            endOfOptions = true;
+        } else {
+            throw UsageError("explain: unknown option " + quoted(a));
+        }
+    }
+    if (names.size() != 1) {
+        throw UsageError("explain: expected one NAME");
+    }
+    const std::string &name = names[0];
+    if (name.empty()) {
+        throw UsageError("explain: the NAME is empty");
+    }
+
+    std::string text = quoted(name) + "\n";
+    bool known = false;
+    std::vector<std::string> suggestions;
+    const PropertyList empty;
+    const PropertyList *context = &empty;
+    std::optional<PropertyList> loadedContext;
+    for (const Kind &kind : kKinds) {
+        Verdict v = verdictFor(kind, name);
+        text += std::string("  ") + entityLabel(kind.entity) + ": " + v.text + "\n";
+        known = known || v.known;
+        if (!v.suggestion.empty()) {
+            suggestions.push_back(v.suggestion);
+        }
+        if (v.context && !loadedContext) {
+            loadedContext = std::move(v.context);
+            context = &*loadedContext;
+        }
+    }
+    text += std::string("  mutability: ") + toString(context->mutability(name)) + "\n";
+    if (PropertyList::isConfidential(name)) {
+        text += "  confidential: saved as \"[redacted]\"\n";
+    }
+    if (!known) {
+        for (const Kind &kind : kKinds) {
+            DDS_Long index = 0, distance = INT32_MAX;
+            if (!VorlString_validateName(&index, &distance, name.c_str(), kind.publicNames, 1) &&
+                distance < INT32_MAX) {
+                suggestions.emplace_back(kind.publicNames[index]);
+            }
+        }
+        const std::string *best = nullptr;
+        DDS_Long bestDistance = INT32_MAX;
+        for (const std::string &s : suggestions) {
+            const DDS_Long d = distanceTo(name, s);
+            if (d < bestDistance) {
+                bestDistance = d;
+                best = &s;
+            }
+        }
+        if (best != nullptr) {
+            text += "  closest known name: " + quoted(*best) + "\n";
+        }
+    }
+    out(text);
+    return known ? kExitClean : kExitFindings;
+}
+
+} // namespace propqos::cli

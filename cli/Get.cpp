@@ -1,0 +1,149 @@
+// propqos get: the properties in force for one profile and entity.
+#include "Commands.hpp"
+#include "Text.hpp"
+
+namespace propqos::cli {
+
+const char *const kGetHelp =
+    "usage: propqos get FILE... --profile LIB::PROFILE --entity participant|datawriter|datareader\n"
+    "                   [--prefix PREFIX [--strip]] [--reveal] [--format text|json]\n"
+    "\n"
+    "Prints the properties of the profile's QoS for the entity as in force after base_name\n"
+    "inheritance (bases may be in any of the files), one 'name = value' line each, followed by\n"
+    "'(propagate)' for those sent to remote peers. Confidential values (keys, passwords, pass\n"
+    "phrases) are shown as \"[redacted]\".\n"
+    "\n"
+    "options:\n"
+    "  --profile LIB::PROFILE   the profile (required)\n"
+    "  --entity KIND            participant, datawriter or datareader (required)\n"
+    "  --prefix PREFIX          only the properties whose names begin with PREFIX\n"
+    "  --strip                  with --prefix: names without PREFIX and its '.'\n"
+    "  --reveal                 show confidential values as they are\n"
+    "  --format text|json       'name = value' lines (default) or a JSON object\n"
+    "  -h, --help               this help\n"
+    "\n"
+    "exit status: 0 done, 1 a base profile is missing, 2 unusable input, unknown profile or\n"
+    "usage.\n";
+
+int runGet(const std::vector<std::string> &args)
+{
+    std::vector<std::string> files;
+    std::string profileName, prefix;
+    std::optional<Entity> entity;
+    bool hasPrefix = false, strip = false, reveal = false, json = false, endOfOptions = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string &a = args[i];
+        if (endOfOptions || a.empty() || a[0] != '-' || a == "-") {
+            files.push_back(a);
+        } else if (a == "--") {
+            endOfOptions = true;
+        } else if (a == "--profile") {
+            profileName = optionValue(args, i, "get");
+        } else if (a == "--entity") {
+            const std::string &v = optionValue(args, i, "get");
+            entity = entityFromLabel(v);
+            if (!entity) {
+                throw UsageError("get: --entity takes participant, datawriter or datareader, not " +
+                                 quoted(v));
+            }
+        } else if (a == "--prefix") {
+            prefix = optionValue(args, i, "get");
+            hasPrefix = true;
+        } else if (a == "--strip") {
+            strip = true;
+        } else if (a == "--reveal") {
+            reveal = true;
+        } else if (a == "--format") {
+            const std::string &v = optionValue(args, i, "get");
+            if (v != "text" && v != "json") {
+                throw UsageError("get: --format takes text or json, not " + quoted(v));
+            }
+            json = v == "json";
+        } else {
+            throw UsageError("get: unknown option " + quoted(a));
+        }
+    }
+    if (files.empty()) {
+        throw UsageError("get: no FILE given");
+    }
+    if (profileName.empty()) {
+        throw UsageError("get: --profile LIB::PROFILE is required");
+    }
+    if (!entity) {
+        throw UsageError("get: --entity participant|datawriter|datareader is required");
+    }
+    if (strip && !hasPrefix) {
+        throw UsageError("get: --strip needs --prefix");
+    }
+    std::vector<Finding> problems;
+    const ProfileSet set = loadProfiles(files, problems);
+    const Profile *profile = set.find(profileName);
+    if (profile == nullptr) {
+        throw InputError("propqos: error: no profile " + quoted(profileName) +
+                         " in the files given (names are LIB::PROFILE)");
+    }
+    bool broken = false;
+    for (const Finding &f : problems) {
+        if (f.profile == profile->qualified || f.code == "inheritance-cycle") {
+            std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
+            broken = broken || f.level == Level::Error;
+        }
+    }
+
+    const PropertyList all = ProfileSet::toList(ProfileSet::effectiveElements(*profile, *entity));
+    std::optional<PropertyList> selected;
+    std::string strippedPrefix;
+    if (!hasPrefix) {
+        selected = all;
+    } else if (!strip) {
+        selected = all.withPrefix(prefix);
+    } else {
+        selected = all.withoutPrefix(prefix);
+        // The module ends the list with its own entry "prefix", holding the prefix stripped.
+        if (selected && !selected->empty()) {
+            PropertyList withoutEntry;
+            std::size_t i = 0;
+            const std::size_t last = selected->size() - 1;
+            for (const Property p : *selected) {
+                if (i++ == last) {
+                    strippedPrefix = std::string(p.value);
+                } else {
+                    withoutEntry.add(p.name, p.value, p.propagate);
+                }
+            }
+            selected = std::move(withoutEntry);
+        }
+    }
+    if (!selected) {
+        throw InputError("propqos: error: the properties under prefix " + quoted(prefix) +
+                         " could not be extracted");
+    }
+
+    std::string text;
+    if (json) {
+        text += "{\"profile\": " + jsonString(profile->qualified) + ", \"entity\": " +
+                jsonString(entityLabel(*entity)) + ", \"properties\": [";
+    }
+    bool first = true;
+    for (const Property p : *selected) {
+        const bool secret = PropertyList::isConfidential(strippedPrefix + std::string(p.name));
+        const std::string_view value = secret && !reveal ? std::string_view("[redacted]") : p.value;
+        if (json) {
+            text += (first ? "\n  " : ",\n  ");
+            text += "{\"name\": " + jsonString(p.name) + ", \"value\": " + jsonString(value) +
+                    ", \"propagate\": " + (p.propagate ? "true" : "false") +
+                    ", \"redacted\": " + (secret && !reveal ? "true" : "false") + "}";
+        } else {
+            text += std::string(p.name) + " = " + std::string(value) +
+                    (p.propagate ? "  (propagate)\n" : "\n");
+        }
+        first = false;
+    }
+    if (json) {
+        text += first ? "]}\n" : "\n]}\n";
+    }
+    out(text);
+    return broken ? kExitFindings : kExitClean;
+}
+
+} // namespace propqos::cli

@@ -1,0 +1,26 @@
+// Text helpers of the tool: quoting names for diagnostics and escaping JSON strings.
+#ifndef PROPQOS_CLI_TEXT_HPP
+#define PROPQOS_CLI_TEXT_HPP
+
+#include <string>
+#include <string_view>
+
+namespace propqos::cli {
+
+// `text` between double quotes, with '"', '\' and control characters escaped, so that a
+// diagnostic stays on one line whatever a name holds.
+std::string quoted(std::string_view text);
+
+// `text` as a JSON string literal, quotes included. Bytes that are not valid UTF-8 become
+// U+FFFD, so the output is always valid JSON.
+std::string jsonString(std::string_view text);
+
+// Leading and trailing XML blanks removed.
+std::string_view trimmed(std::string_view text);
+
+// Case-insensitive ASCII comparison.
+bool equalsIgnoreCase(std::string_view a, std::string_view b);
+
+} // namespace propqos::cli
+
+#endif
