@@ -232,7 +232,8 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "pluginNameSeq");
             return 0;
         }
-        const DDS_Property_t *list = DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, listName);
+        const DDS_Property_t *list =
+            DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, listName);
         if (list == nullptr) {
             continue;
         }
@@ -291,7 +292,8 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(
             return 0;
         }
         if (ZynOsapiUtility_strncat(subtransportProperty.get(), subtransportProperty.capacity(),
-                                    kSubtransportSuffix, literalLength(kSubtransportSuffix)) == nullptr) {
+                                    kSubtransportSuffix,
+                                    literalLength(kSubtransportSuffix)) == nullptr) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "subTransportPropertyPtr: suffix");
             return 0;
         }

@@ -7,7 +7,9 @@
 namespace {
 
 constexpr int kPluginRows = PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT;
-constexpr const char kPerPluginFunction[] = "DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin";
+// The writer of one entry's names files its entries under its own name.
+constexpr const char kPerPluginFunction[] =
+    "DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin";
 
 struct ScopedTagSeq {
     DDS_TagSeq seq = DDS_SEQUENCE_INITIALIZER;
