@@ -43,6 +43,9 @@ namespace {
 
 constexpr std::int32_t kDefaultListMax = 64;
 constexpr std::int32_t kDefaultStringMax = 8192;
+// Bounds on the work one QoS can cause, whatever the input.
+constexpr std::size_t kMaxNameLength = 4096;
+constexpr std::size_t kMaxUnknownNamed = 100;
 
 const char *const kActionProperty = "dds.participant.property_validation_action";
 const char *const kActionShortProperty = "property_validation_action";
@@ -141,6 +144,13 @@ private:
         return {profile.file, profile.file->lineOf(profile.node)};
     }
 
+    // Findings about a name point at the <name> itself.
+    static pugi::xml_node nameNode(const ElementRef &ref)
+    {
+        const pugi::xml_node name = ref.node.child("name");
+        return name ? name : ref.node;
+    }
+
     static std::string qosName(const Profile &profile, Entity e)
     {
         return std::string(entityLabel(e)) + " QoS of " + profile.qualified;
@@ -198,18 +208,17 @@ private:
 
     void reportDuplicates(const Profile &profile, Entity e, const std::vector<ElementRef> &own)
     {
-        for (std::size_t i = 1; i < own.size(); ++i) {
-            for (std::size_t j = 0; j < i; ++j) {
-                if (std::strcmp(own[i].name, own[j].name) == 0) {
-                    add(profile.file, profile.file->lineOf(own[i].node), Level::Warning,
-                        "duplicate-property",
-                        "property " + quoted(own[i].name) + " given twice in " +
-                            qosName(profile, e) + " (first at line " +
-                            std::to_string(profile.file->lineOf(own[j].node)) +
-                            "); the later value is used",
-                        profile, e, own[i].name);
-                    break;
-                }
+        std::unordered_map<std::string_view, const ElementRef *> first;
+        for (const ElementRef &ref : own) {
+            const auto [it, added] = first.emplace(ref.name, &ref);
+            if (!added) {
+                add(profile.file, profile.file->lineOf(nameNode(ref)), Level::Warning,
+                    "duplicate-property",
+                    "property " + quoted(ref.name) + " given twice in " + qosName(profile, e) +
+                        " (first at line " +
+                        std::to_string(profile.file->lineOf(nameNode(*it->second))) +
+                        "); the later value is used",
+                    profile, e, ref.name);
             }
         }
     }
@@ -219,7 +228,7 @@ private:
     {
         for (const ElementRef &ref : elements) {
             if (ref.propagate && PropertyList::isConfidential(ref.name)) {
-                add(ref.owner->file, ref.owner->file->lineOf(ref.node), Level::Warning,
+                add(ref.owner->file, ref.owner->file->lineOf(nameNode(ref)), Level::Warning,
                     "confidential-propagated",
                     "confidential property " + quoted(ref.name) + " in " + qosName(profile, e) +
                         " is marked to propagate: remote peers would receive its value",
@@ -293,17 +302,47 @@ private:
         if (action == ValidationAction::Skip) {
             return;
         }
-        ValidationReport report = list.validate(entityKind(e), action);
+        // No property name is anywhere near this long; the distance to every known name, which
+        // the check computes for an unknown one, grows with the length.
+        std::optional<PropertyList> shortNames;
+        for (const ElementRef &ref : elements) {
+            const std::size_t length = std::strlen(ref.name);
+            if (length > kMaxNameLength) {
+                if (!shortNames) {
+                    shortNames = list;
+                }
+                shortNames->remove(ref.name);
+                add(ref.owner->file, ref.owner->file->lineOf(nameNode(ref)), Level::Error,
+                    "unknown-property",
+                    "property name of " + std::to_string(length) + " characters in " +
+                        qosName(profile, e) + " is too long to be one (over " +
+                        std::to_string(kMaxNameLength) + ")",
+                    profile, e, std::string(ref.name, 64) + "...");
+            }
+        }
+        const PropertyList &checked = shortNames ? *shortNames : list;
+        ValidationReport report = checked.validate(entityKind(e), action);
         if (report.unexpected.empty()) {
             reportFailure(profile, e, report);
             return;
         }
         // The module names the first unknown name under each prefix (or only the first of all,
-        // when rejecting). To name every one, check again without those already named.
-        PropertyList rest(list);
-        for (std::size_t round = 0; round <= list.size(); ++round) {
+        // when rejecting). To name more, check again without those already named.
+        PropertyList rest(checked);
+        std::size_t named = 0;
+        for (;;) {
             for (const UnexpectedName &u : report.unexpected) {
+                if (named == kMaxUnknownNamed) {
+                    const auto [file, line] = qosLocation(profile, e);
+                    add(file, line, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+                        "unknown-property",
+                        "further unknown property names in " + qosName(profile, e) +
+                            " not listed (" + std::to_string(kMaxUnknownNamed) + " shown)",
+                        profile, e);
+                    return;
+                }
                 reportUnknown(profile, e, elements, u);
+                ++named;
                 if (!rest.remove(u.name)) {
                     return;
                 }
@@ -323,7 +362,7 @@ private:
         for (const ElementRef &ref : elements) {
             if (u.name == ref.name) {
                 file = ref.owner->file;
-                line = ref.owner->file->lineOf(ref.node);
+                line = ref.owner->file->lineOf(nameNode(ref));
                 break;
             }
         }

@@ -1,5 +1,7 @@
 // propqos diff: would an entity configured by OLD accept the property lists of NEW?
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
 
 #include "Commands.hpp"
 #include "Text.hpp"
@@ -24,6 +26,9 @@ const char *const kDiffHelp =
     "2 unusable input or usage.\n";
 
 namespace {
+
+// Bound on the checks one QoS can cause, whatever the input.
+constexpr std::size_t kMaxRefusedNamed = 100;
 
 struct Counts {
     std::size_t compared = 0, unchanged = 0, accepted = 0, refused = 0;
@@ -80,13 +85,18 @@ int runDiff(const std::vector<std::string> &args)
             const std::vector<ElementRef> elements = ProfileSet::effectiveElements(profile, e);
             const PropertyList newList = ProfileSet::toList(elements);
 
+            std::unordered_map<std::string_view, std::string_view> oldValues, newValues;
+            for (const Property p : oldList) {
+                oldValues.emplace(p.name, p.value);
+            }
             std::size_t changed = 0, removed = 0;
             for (const Property p : newList) {
-                const std::optional<Property> was = oldList.find(p.name);
-                changed += (!was || was->value != p.value) ? 1 : 0;
+                newValues.emplace(p.name, p.value);
+                const auto was = oldValues.find(p.name);
+                changed += (was == oldValues.end() || was->second != p.value) ? 1 : 0;
             }
-            for (const Property p : oldList) {
-                removed += newList.contains(p.name) ? 0 : 1;
+            for (const auto &[name, value] : oldValues) {
+                removed += newValues.count(name) == 0 ? 1 : 0;
             }
             if (changed == 0 && removed == 0) {
                 ++counts.unchanged;
@@ -99,9 +109,14 @@ int runDiff(const std::vector<std::string> &args)
             // each refused property put back as it was.
             PropertyList candidate(newList);
             std::size_t refused = 0;
-            for (std::size_t round = 0; round <= newList.size(); ++round) {
+            for (;;) {
                 const ChangeCheck check = candidate.checkChangeFrom(oldList, enabled);
                 if (check.accepted) {
+                    break;
+                }
+                if (refused == kMaxRefusedNamed) {
+                    text += where + ": error: further refused changes in " + qos +
+                            " not listed (" + std::to_string(kMaxRefusedNamed) + " shown)\n";
                     break;
                 }
                 if (check.property.empty()) {

@@ -273,18 +273,14 @@ std::vector<ElementRef> ProfileSet::ownElements(const Profile &profile, Entity e
 std::vector<ElementRef> ProfileSet::effectiveElements(const Profile &profile, Entity e)
 {
     std::vector<ElementRef> out;
+    std::unordered_map<std::string_view, std::size_t> index; // name -> position in out
     for (const Profile *p : chain(profile)) {
         for (const ElementRef &ref : ownElements(*p, e, nullptr)) {
-            bool replaced = false;
-            for (ElementRef &existing : out) {
-                if (std::strcmp(existing.name, ref.name) == 0) {
-                    existing = ref;
-                    replaced = true;
-                    break;
-                }
-            }
-            if (!replaced) {
+            const auto [it, added] = index.emplace(ref.name, out.size());
+            if (added) {
                 out.push_back(ref);
+            } else {
+                out[it->second] = ref;
             }
         }
     }
