@@ -10,7 +10,8 @@
 #include "Commands.hpp"
 #include "Text.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *const kCheckHelp =
     "usage: propqos check [options] FILE...\n"
@@ -34,12 +35,14 @@ const char *const kCheckHelp =
     "  --action warning|exception|skip  validation action for every profile, instead of each\n"
     "                                   profile's own\n"
     "  --format text|json               findings as 'file:line: level: message' lines (default)\n"
-    "                                   or one JSON object {\"findings\": [...], \"summary\": {...}}\n"
+    "                                   or one JSON object {\"findings\": [...], \"summary\": "
+    "{...}}\n"
     "  -h, --help                       this help\n"
     "\n"
     "exit status: 0 no errors (warnings allowed), 1 errors found, 2 unusable input or usage.\n";
 
-namespace {
+namespace
+{
 
 constexpr std::int32_t kDefaultListMax = 64;
 constexpr std::int32_t kDefaultStringMax = 8192;
@@ -76,16 +79,16 @@ Options parseOptions(const std::vector<std::string> &args)
                 o.action = ValidationAction::Skip;
             } else {
                 throw UsageError("check: --action takes warning, exception or skip, not " +
-                                 quoted(v));
+                                 quotedShort(v));
             }
         } else if (a == "--format") {
             const std::string &v = optionValue(args, i, "check");
             if (v != "text" && v != "json") {
-                throw UsageError("check: --format takes text or json, not " + quoted(v));
+                throw UsageError("check: --format takes text or json, not " + quotedShort(v));
             }
             o.json = v == "json";
         } else {
-            throw UsageError("check: unknown option " + quoted(a));
+            throw UsageError("check: unknown option " + quotedShort(a));
         }
     }
     if (o.files.empty()) {
@@ -94,7 +97,8 @@ Options parseOptions(const std::vector<std::string> &args)
     return o;
 }
 
-class Checker {
+class Checker
+{
 public:
     Checker(const Options &options, std::vector<Finding> &findings)
         : options_(options), findings_(findings)
@@ -196,8 +200,8 @@ private:
         if (culprit != nullptr) {
             add(culprit->owner->file, culprit->owner->file->lineOf(culprit->node), Level::Error,
                 "invalid-value",
-                "invalid validation action " + quoted(culprit->value) + " for " +
-                    quoted(culprit->name) +
+                "invalid validation action " + quotedShort(culprit->value) + " for " +
+                    quotedShort(culprit->name, 4096) +
                     " (expected VALIDATION_ACTION_WARNING, VALIDATION_ACTION_EXCEPTION, "
                     "VALIDATION_ACTION_SKIP or -1, 0, 1); checking with "
                     "VALIDATION_ACTION_EXCEPTION",
@@ -214,8 +218,8 @@ private:
             if (!added) {
                 add(profile.file, profile.file->lineOf(nameNode(ref)), Level::Warning,
                     "duplicate-property",
-                    "property " + quoted(ref.name) + " given twice in " + qosName(profile, e) +
-                        " (first at line " +
+                    "property " + quotedShort(ref.name, 4096) + " given twice in " +
+                        qosName(profile, e) + " (first at line " +
                         std::to_string(profile.file->lineOf(nameNode(*it->second))) +
                         "); the later value is used",
                     profile, e, ref.name);
@@ -230,7 +234,8 @@ private:
             if (ref.propagate && PropertyList::isConfidential(ref.name)) {
                 add(ref.owner->file, ref.owner->file->lineOf(nameNode(ref)), Level::Warning,
                     "confidential-propagated",
-                    "confidential property " + quoted(ref.name) + " in " + qosName(profile, e) +
+                    "confidential property " + quotedShort(ref.name, 4096) + " in " +
+                        qosName(profile, e) +
                         " is marked to propagate: remote peers would receive its value",
                     profile, e, ref.name);
             }
@@ -252,7 +257,7 @@ private:
             return value == -1 ? INT32_MAX : value;
         }
         add(set->owner->file, set->owner->file->lineOf(set->node), Level::Error, "invalid-value",
-            "invalid resource limit " + quoted(set->text) + " for " + field + " in " +
+            "invalid resource limit " + quotedShort(set->text) + " for " + field + " in " +
                 qosName(profile, Entity::Participant) +
                 " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
                 std::to_string(fallback),
@@ -334,7 +339,8 @@ private:
             for (const UnexpectedName &u : report.unexpected) {
                 if (named == kMaxUnknownNamed) {
                     const auto [file, line] = qosLocation(profile, e);
-                    add(file, line, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+                    add(file, line,
+                        u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
                         "unknown-property",
                         "further unknown property names in " + qosName(profile, e) +
                             " not listed (" + std::to_string(kMaxUnknownNamed) + " shown)",
@@ -400,8 +406,8 @@ void removeRepeats(std::vector<Finding> &findings)
     kept.reserve(findings.size());
     for (Finding &f : findings) {
         std::string key = f.file->path();
-        key += '\n' + std::to_string(f.line) + '\n' + f.code + '\n' +
-               (f.property.empty() ? f.message : f.property);
+        key += '\n' + std::to_string(f.line) + '\n' + std::to_string(f.offset) + '\n' + f.code +
+               '\n' + (f.property.empty() ? f.message : f.property);
         if (seen.insert(std::move(key)).second) {
             kept.push_back(std::move(f));
         }

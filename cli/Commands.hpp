@@ -8,7 +8,8 @@
 
 #include "Profiles.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 // Exit codes.
 constexpr int kExitClean = 0;

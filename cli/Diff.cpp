@@ -6,7 +6,8 @@
 #include "Commands.hpp"
 #include "Text.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *const kDiffHelp =
     "usage: propqos diff [--enabled] OLD NEW\n"
@@ -25,7 +26,8 @@ const char *const kDiffHelp =
     "exit status: 0 every change accepted, 1 a change refused (or a profile's base is missing),\n"
     "2 unusable input or usage.\n";
 
-namespace {
+namespace
+{
 
 // Bound on the checks one QoS can cause, whatever the input.
 constexpr std::size_t kMaxRefusedNamed = 100;
@@ -54,7 +56,7 @@ int runDiff(const std::vector<std::string> &args)
         } else if (a == "--enabled") {
             enabled = true;
         } else {
-            throw UsageError("diff: unknown option " + quoted(a));
+            throw UsageError("diff: unknown option " + quotedShort(a));
         }
     }
     if (files.size() != 2) {
@@ -80,8 +82,7 @@ int runDiff(const std::vector<std::string> &args)
             }
             ++counts.compared;
             const std::string qos = std::string(entityLabel(e)) + " QoS of " + profile.qualified;
-            const PropertyList oldList =
-                ProfileSet::toList(ProfileSet::effectiveElements(*old, e));
+            const PropertyList oldList = ProfileSet::toList(ProfileSet::effectiveElements(*old, e));
             const std::vector<ElementRef> elements = ProfileSet::effectiveElements(profile, e);
             const PropertyList newList = ProfileSet::toList(elements);
 
@@ -103,7 +104,8 @@ int runDiff(const std::vector<std::string> &args)
                 continue;
             }
             const pugi::xml_node qosNode = profile.qos[static_cast<int>(e)];
-            std::string where = qosNode ? profile.file->where(qosNode) : profile.file->where(profile.node);
+            std::string where =
+                qosNode ? profile.file->where(qosNode) : profile.file->where(profile.node);
 
             // The module names the first property it refuses; to name them all, check again with
             // each refused property put back as it was.
@@ -115,8 +117,8 @@ int runDiff(const std::vector<std::string> &args)
                     break;
                 }
                 if (refused == kMaxRefusedNamed) {
-                    text += where + ": error: further refused changes in " + qos +
-                            " not listed (" + std::to_string(kMaxRefusedNamed) + " shown)\n";
+                    text += where + ": error: further refused changes in " + qos + " not listed (" +
+                            std::to_string(kMaxRefusedNamed) + " shown)\n";
                     break;
                 }
                 if (check.property.empty()) {
@@ -145,9 +147,10 @@ int runDiff(const std::vector<std::string> &args)
                 ++counts.refused;
             } else {
                 ++counts.accepted;
-                text += where + ": accepted: " + qos + ": " +
-                        plural(changed, "property added or changed", "properties added or changed") +
-                        ", " + plural(removed, "removed", "removed") + "\n";
+                text +=
+                    where + ": accepted: " + qos + ": " +
+                    plural(changed, "property added or changed", "properties added or changed") +
+                    ", " + plural(removed, "removed", "removed") + "\n";
             }
         }
     }

@@ -6,7 +6,8 @@
 #include "Text.hpp"
 #include "tables/Tables.h"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *const kExplainHelp =
     "usage: propqos explain NAME\n"
@@ -24,7 +25,8 @@ const char *const kExplainHelp =
     "\n"
     "exit status: 0 the name is known, 1 it is not, 2 usage.\n";
 
-namespace {
+namespace
+{
 
 struct Kind {
     Entity entity;
@@ -102,11 +104,10 @@ std::optional<Verdict> viaLoadedPlugin(const Kind &kind, const std::string &name
         for (std::size_t dot = name.find('.', length); dot != std::string::npos;
              dot = name.find('.', dot + 1)) {
             const std::string instance = name.substr(0, dot);
-            const char *loader = kind.entity == Entity::DataWriter
-                                     ? "dds.data_writer.history.plugin_name"
-                                 : startsWith(instance, "dds.transport.")
-                                     ? "dds.transport.load_plugins"
-                                     : "com.zyn.serv.load_plugin";
+            const char *loader =
+                kind.entity == Entity::DataWriter        ? "dds.data_writer.history.plugin_name"
+                : startsWith(instance, "dds.transport.") ? "dds.transport.load_plugins"
+                                                         : "com.zyn.serv.load_plugin";
             PropertyList list{{loader, instance}, {name, "x"}};
             if (list.validate(entityKind(kind.entity), ValidationAction::Exception).passed) {
                 Verdict v;
@@ -148,8 +149,9 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
         alone.validate(entityKind(kind.entity), ValidationAction::Exception);
     if (report.passed) {
         v.known = true;
-        for (const char *builtin : {"dds.transport.UDPv4.builtin.", "dds.transport.UDPv4_WAN.builtin.",
-                                    "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."}) {
+        for (const char *builtin :
+             {"dds.transport.UDPv4.builtin.", "dds.transport.UDPv4_WAN.builtin.",
+              "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."}) {
             if (startsWith(name, builtin)) {
                 v.text = "known (built-in transport " +
                          quoted(std::string_view(builtin, std::strlen(builtin) - 1)) + ")";
@@ -187,7 +189,7 @@ int runExplain(const std::vector<std::string> &args)
         } else if (a == "--") {
             endOfOptions = true;
         } else {
-            throw UsageError("explain: unknown option " + quoted(a));
+            throw UsageError("explain: unknown option " + quotedShort(a));
         }
     }
     if (names.size() != 1) {

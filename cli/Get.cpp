@@ -1,8 +1,11 @@
 // propqos get: the properties in force for one profile and entity.
+#include <algorithm>
+
 #include "Commands.hpp"
 #include "Text.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *const kGetHelp =
     "usage: propqos get FILE... --profile LIB::PROFILE --entity participant|datawriter|datareader\n"
@@ -44,7 +47,7 @@ int runGet(const std::vector<std::string> &args)
             entity = entityFromLabel(v);
             if (!entity) {
                 throw UsageError("get: --entity takes participant, datawriter or datareader, not " +
-                                 quoted(v));
+                                 quotedShort(v));
             }
         } else if (a == "--prefix") {
             prefix = optionValue(args, i, "get");
@@ -56,11 +59,11 @@ int runGet(const std::vector<std::string> &args)
         } else if (a == "--format") {
             const std::string &v = optionValue(args, i, "get");
             if (v != "text" && v != "json") {
-                throw UsageError("get: --format takes text or json, not " + quoted(v));
+                throw UsageError("get: --format takes text or json, not " + quotedShort(v));
             }
             json = v == "json";
         } else {
-            throw UsageError("get: unknown option " + quoted(a));
+            throw UsageError("get: unknown option " + quotedShort(a));
         }
     }
     if (files.empty()) {
@@ -79,17 +82,9 @@ int runGet(const std::vector<std::string> &args)
     const ProfileSet set = loadProfiles(files, problems);
     const Profile *profile = set.find(profileName);
     if (profile == nullptr) {
-        throw InputError("propqos: error: no profile " + quoted(profileName) +
+        throw InputError("propqos: error: no profile " + quotedShort(profileName) +
                          " in the files given (names are LIB::PROFILE)");
     }
-    bool broken = false;
-    for (const Finding &f : problems) {
-        if (f.profile == profile->qualified || f.code == "inheritance-cycle") {
-            std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
-            broken = broken || f.level == Level::Error;
-        }
-    }
-
     const PropertyList all = ProfileSet::toList(ProfileSet::effectiveElements(*profile, *entity));
     std::optional<PropertyList> selected;
     std::string strippedPrefix;
@@ -115,14 +110,27 @@ int runGet(const std::vector<std::string> &args)
         }
     }
     if (!selected) {
-        throw InputError("propqos: error: the properties under prefix " + quoted(prefix) +
+        throw InputError("propqos: error: the properties under prefix " + quotedShort(prefix) +
                          " could not be extracted");
+    }
+
+    // What is wrong with the profile's inheritance makes its properties incomplete: say so.
+    std::vector<std::string> chain;
+    for (const Profile *p : ProfileSet::chain(*profile)) {
+        chain.push_back(p->qualified);
+    }
+    bool broken = false;
+    for (const Finding &f : problems) {
+        if (std::find(chain.begin(), chain.end(), f.profile) != chain.end()) {
+            std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
+            broken = broken || f.level == Level::Error;
+        }
     }
 
     std::string text;
     if (json) {
-        text += "{\"profile\": " + jsonString(profile->qualified) + ", \"entity\": " +
-                jsonString(entityLabel(*entity)) + ", \"properties\": [";
+        text += "{\"profile\": " + jsonString(profile->qualified) +
+                ", \"entity\": " + jsonString(entityLabel(*entity)) + ", \"properties\": [";
     }
     bool first = true;
     for (const Property p : *selected) {

@@ -4,7 +4,8 @@
 
 #include "Text.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *entityTag(Entity e)
 {
@@ -115,13 +116,11 @@ void ProfileSet::resolve(std::vector<Finding> &findings)
         if (!inserted) {
             profiles_[i].duplicate = true;
             const Profile &first = profiles_[it->second];
-            findings.push_back(Finding{p.file, p.file->lineOf(p.node), Level::Error,
-                                       "duplicate-profile",
-                                       "profile " + quoted(p.qualified) +
-                                           " is defined again (first at " +
-                                           first.file->where(first.node) +
-                                           "); this definition is ignored",
-                                       p.qualified, "", "", ""});
+            findings.push_back(
+                Finding{p.file, p.file->lineOf(p.node), Level::Error, "duplicate-profile",
+                        "profile " + quoted(p.qualified) + " is defined again (first at " +
+                            first.file->where(first.node) + "); this definition is ignored",
+                        p.qualified, "", "", ""});
         }
     }
     for (Profile &p : profiles_) {
@@ -140,8 +139,7 @@ void ProfileSet::resolve(std::vector<Finding> &findings)
             base = find(name);
         }
         if (base == nullptr) {
-            findings.push_back(Finding{p.file, p.file->lineOf(p.node), Level::Error,
-                                       "missing-base",
+            findings.push_back(Finding{p.file, p.file->lineOf(p.node), Level::Error, "missing-base",
                                        "base profile " + quoted(p.baseName) + " of " +
                                            quoted(p.qualified) + " is not defined",
                                        p.qualified, "", "", ""});
@@ -152,7 +150,9 @@ void ProfileSet::resolve(std::vector<Finding> &findings)
     // Every profile has at most one base, so a cycle is found by walking the chain. States:
     // 0 not visited, 1 on the walk in progress, 2 known to end.
     std::vector<int> state(profiles_.size(), 0);
-    const auto indexOf = [&](const Profile *p) { return static_cast<std::size_t>(p - profiles_.data()); };
+    const auto indexOf = [&](const Profile *p) {
+        return static_cast<std::size_t>(p - profiles_.data());
+    };
     for (std::size_t start = 0; start < profiles_.size(); ++start) {
         std::vector<std::size_t> walk;
         std::size_t i = start;
@@ -172,10 +172,9 @@ void ProfileSet::resolve(std::vector<Finding> &findings)
                 }
                 path += profiles_[i].qualified;
                 Profile &first = profiles_[i];
-                findings.push_back(Finding{first.file, first.file->lineOf(first.node),
-                                           Level::Error, "inheritance-cycle",
-                                           "base_name inheritance cycle: " + path,
-                                           first.qualified, "", "", ""});
+                findings.push_back(Finding{
+                    first.file, first.file->lineOf(first.node), Level::Error, "inheritance-cycle",
+                    "base_name inheritance cycle: " + path, first.qualified, "", "", ""});
                 // Cut the cycle so that every later walk ends.
                 first.base = nullptr;
                 break;
@@ -222,12 +221,10 @@ std::vector<ElementRef> ProfileSet::ownElements(const Profile &profile, Entity e
     }
     const auto report = [&](pugi::xml_node node, std::string message, std::string property) {
         if (findings != nullptr) {
-            findings->push_back(Finding{profile.file, profile.file->lineOf(node), Level::Error,
-                                        "malformed-element",
-                                        std::move(message) + " in " + entityLabel(e) +
-                                            " QoS of " + profile.qualified,
-                                        profile.qualified, entityLabel(e), std::move(property),
-                                        ""});
+            findings->push_back(Finding{
+                profile.file, profile.file->lineOf(node), Level::Error, "malformed-element",
+                std::move(message) + " in " + entityLabel(e) + " QoS of " + profile.qualified,
+                profile.qualified, entityLabel(e), std::move(property), "", node.offset_debug()});
         }
     };
     for (pugi::xml_node property = qos.child("property"); property;
@@ -243,7 +240,9 @@ std::vector<ElementRef> ProfileSet::ownElements(const Profile &profile, Entity e
                     continue;
                 }
                 if (!text) {
-                    report(element, "property " + quoted(name.child_value()) + " without a <value>",
+                    report(element,
+                           "property " + quotedShort(name.child_value(), 4096) +
+                               " without a <value>",
                            name.child_value());
                     continue;
                 }
@@ -256,8 +255,8 @@ std::vector<ElementRef> ProfileSet::ownElements(const Profile &profile, Entity e
                     const std::optional<bool> flag = parseXmlBoolean(propagate.child_value());
                     if (!flag) {
                         report(propagate,
-                               "invalid <propagate> " + quoted(propagate.child_value()) +
-                                   " of property " + quoted(ref.name) +
+                               "invalid <propagate> " + quotedShort(propagate.child_value()) +
+                                   " of property " + quotedShort(ref.name, 4096) +
                                    " (expected true or false)",
                                ref.name);
                     }
@@ -292,10 +291,9 @@ PropertyList ProfileSet::toList(const std::vector<ElementRef> &elements)
     PropertyList list;
     for (const ElementRef &ref : elements) {
         // Names are unique here, so appending is enough.
-        if (DDS_PropertyQosPolicyHelper_add_property(list.get(), ref.name, ref.value,
-                                                     ref.propagate ? DDS_BOOLEAN_TRUE
-                                                                   : DDS_BOOLEAN_FALSE) !=
-            DDS_RETCODE_OK) {
+        if (DDS_PropertyQosPolicyHelper_add_property(
+                list.get(), ref.name, ref.value,
+                ref.propagate ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE) != DDS_RETCODE_OK) {
             throw std::bad_alloc();
         }
     }

@@ -18,7 +18,8 @@
 #include "Source.hpp"
 #include "infrastructure/PropertyList.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 enum class Entity : int { Participant = 0, DataWriter = 1, DataReader = 2 };
 constexpr std::array<Entity, 3> kEntities = {Entity::Participant, Entity::DataWriter,
@@ -42,6 +43,7 @@ struct Finding {
     std::string entity;  // "participant", "datawriter", "datareader", when it concerns one
     std::string property;
     std::string suggestion;
+    std::ptrdiff_t offset = -1; // of the node at fault, when the line alone does not tell it
 };
 
 struct Profile {
@@ -49,8 +51,8 @@ struct Profile {
     pugi::xml_node node;
     std::string library;
     std::string name;
-    std::string qualified; // "Lib::Profile"
-    std::string baseName;  // the base_name attribute as written, or empty
+    std::string qualified;               // "Lib::Profile"
+    std::string baseName;                // the base_name attribute as written, or empty
     std::array<pugi::xml_node, 3> qos{}; // by Entity; empty when the profile has none
     const Profile *base = nullptr;       // resolved base, when there is a usable one
     bool duplicate = false;              // a later definition of a name already defined
@@ -72,7 +74,8 @@ struct ElementRef {
     const Profile *owner = nullptr;
 };
 
-class ProfileSet {
+class ProfileSet
+{
 public:
     // Takes a loaded file and records its profiles.
     void add(std::unique_ptr<SourceFile> file);

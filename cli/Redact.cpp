@@ -6,7 +6,8 @@
 #include "Commands.hpp"
 #include "Text.hpp"
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 const char *const kRedactHelp =
     "usage: propqos redact FILE\n"
@@ -24,7 +25,8 @@ const char *const kRedactHelp =
     "\n"
     "exit status: 0 done, 2 unusable input or usage.\n";
 
-namespace {
+namespace
+{
 
 struct Replacement {
     std::size_t begin;
@@ -237,7 +239,7 @@ int runRedact(const std::vector<std::string> &args)
     std::vector<std::string> files;
     for (const std::string &a : args) {
         if (!a.empty() && a[0] == '-' && a != "-") {
-            throw UsageError("redact: unknown option " + quoted(a));
+            throw UsageError("redact: unknown option " + quotedShort(a));
         }
         files.push_back(a);
     }
@@ -247,9 +249,8 @@ int runRedact(const std::vector<std::string> &args)
     const std::unique_ptr<SourceFile> source = SourceFile::load(files[0], true);
     const std::string &text = source->text();
     const std::size_t crlf = text.find('\n');
-    const std::string newline = crlf != std::string::npos && crlf > 0 && text[crlf - 1] == '\r'
-                                    ? "\r\n"
-                                    : "\n";
+    const std::string newline =
+        crlf != std::string::npos && crlf > 0 && text[crlf - 1] == '\r' ? "\r\n" : "\n";
 
     std::vector<Replacement> replacements;
     // Document order, without recursion: nesting depth is the input's to choose.

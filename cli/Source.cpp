@@ -6,9 +6,13 @@
 #include <cstdio>
 #include <cstring>
 
-namespace propqos::cli {
+#include <sys/stat.h>
 
-namespace {
+namespace propqos::cli
+{
+
+namespace
+{
 
 // What a profile file needs: escapes, CDATA, end-of-line normalisation; text of leaf elements
 // trimmed and kept in the element itself (one node less per name and value). No comments, PIs,
@@ -65,14 +69,17 @@ void readAll(const std::string &path, Buffer &buffer)
     if (!file) {
         throw InputError(path + ": error: cannot open: " + std::strerror(errno ? errno : ENOENT));
     }
+    struct stat status;
+    if (fstat(fileno(file.get()), &status) != 0) {
+        throw InputError(path + ": error: cannot read: " + std::strerror(errno));
+    }
+    if (S_ISDIR(status.st_mode)) {
+        throw InputError(path + ": error: cannot read: " + std::strerror(EISDIR));
+    }
     // A size hint only: the loop reads until the end whatever the file claims.
     std::size_t hint = 1 << 16;
-    if (std::fseek(file.get(), 0, SEEK_END) == 0) {
-        const long end = std::ftell(file.get());
-        if (end > 0) {
-            hint = static_cast<std::size_t>(end) + 1;
-        }
-        std::rewind(file.get());
+    if (S_ISREG(status.st_mode) && status.st_size > 0) {
+        hint = static_cast<std::size_t>(status.st_size) + 1;
     }
     buffer.reserve(hint);
     for (;;) {
@@ -85,8 +92,8 @@ void readAll(const std::string &path, Buffer &buffer)
         if (n == 0) {
             if (std::ferror(file.get())) {
                 const int error = errno;
-                throw InputError(path + ": error: cannot read: " +
-                                 std::strerror(error ? error : EIO));
+                throw InputError(path +
+                                 ": error: cannot read: " + std::strerror(error ? error : EIO));
             }
             break;
         }
@@ -120,7 +127,8 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepT
     if (!result) {
         std::string description = result.description();
         if (!description.empty()) {
-            description[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(description[0])));
+            description[0] =
+                static_cast<char>(std::tolower(static_cast<unsigned char>(description[0])));
         }
         throw InputError(path + ":" + std::to_string(source->lineOf(result.offset)) + ":" +
                          std::to_string(source->columnOf(result.offset)) +
@@ -139,8 +147,8 @@ std::size_t SourceFile::lineOf(std::ptrdiff_t offset) const
     if (offset < 0) {
         return 0;
     }
-    const auto it = std::upper_bound(lineStarts_.begin(), lineStarts_.end(),
-                                     static_cast<std::size_t>(offset));
+    const auto it =
+        std::upper_bound(lineStarts_.begin(), lineStarts_.end(), static_cast<std::size_t>(offset));
     return static_cast<std::size_t>(it - lineStarts_.begin());
 }
 

@@ -11,7 +11,8 @@
 
 #include <pugixml.hpp>
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 // Input the tool cannot work with (unreadable file, malformed XML): the message is the one line
 // to print, and the tool exits with 2.
@@ -24,7 +25,8 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-class SourceFile {
+class SourceFile
+{
 public:
     // Reads and parses `path`. With `keepText` the file's bytes stay available unchanged in
     // text() (the document is parsed in place, so the parse buffer is not the original).

@@ -2,9 +2,11 @@
 
 #include <cstdio>
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
-namespace {
+namespace
+{
 
 void appendHex4(std::string &out, unsigned value)
 {
@@ -84,6 +86,14 @@ std::string quoted(std::string_view text)
     return out;
 }
 
+std::string quotedShort(std::string_view text, std::size_t limit)
+{
+    if (text.size() <= limit) {
+        return quoted(text);
+    }
+    return quoted(text.substr(0, limit)) + "...";
+}
+
 std::string jsonString(std::string_view text)
 {
     std::string out;
@@ -156,8 +166,10 @@ bool equalsIgnoreCase(std::string_view a, std::string_view b)
     }
     for (std::size_t i = 0; i < a.size(); ++i) {
         char x = a[i], y = b[i];
-        if (x >= 'A' && x <= 'Z') x = static_cast<char>(x - 'A' + 'a');
-        if (y >= 'A' && y <= 'Z') y = static_cast<char>(y - 'A' + 'a');
+        if (x >= 'A' && x <= 'Z')
+            x = static_cast<char>(x - 'A' + 'a');
+        if (y >= 'A' && y <= 'Z')
+            y = static_cast<char>(y - 'A' + 'a');
         if (x != y) {
             return false;
         }

@@ -5,11 +5,15 @@
 #include <string>
 #include <string_view>
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
 // `text` between double quotes, with '"', '\' and control characters escaped, so that a
 // diagnostic stays on one line whatever a name holds.
 std::string quoted(std::string_view text);
+
+// quoted(), shortened to its first `limit` bytes (and "...") when longer.
+std::string quotedShort(std::string_view text, std::size_t limit = 80);
 
 // `text` as a JSON string literal, quotes included. Bytes that are not valid UTF-8 become
 // U+FFFD, so the output is always valid JSON.

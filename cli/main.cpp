@@ -13,9 +13,11 @@
 #define PROPQOS_VERSION "0.0.0"
 #endif
 
-namespace propqos::cli {
+namespace propqos::cli
+{
 
-namespace {
+namespace
+{
 
 const char *const kMainHelp =
     "usage: propqos COMMAND [options] ARGS...\n"
@@ -48,8 +50,8 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"check", runCheck, &kCheckHelp},     {"redact", runRedact, &kRedactHelp},
-    {"diff", runDiff, &kDiffHelp},        {"get", runGet, &kGetHelp},
+    {"check", runCheck, &kCheckHelp},       {"redact", runRedact, &kRedactHelp},
+    {"diff", runDiff, &kDiffHelp},          {"get", runGet, &kGetHelp},
     {"explain", runExplain, &kExplainHelp},
 };
 
@@ -82,12 +84,15 @@ int dispatch(int argc, char **argv)
             return command.run(args);
         }
     }
-    throw UsageError("unknown command " + quoted(first) + " (try 'propqos --help')");
+    throw UsageError("unknown command " + quotedShort(first) + " (try 'propqos --help')");
 }
 
 } // namespace
 
-bool isHelp(const std::string &arg) { return arg == "--help" || arg == "-h"; }
+bool isHelp(const std::string &arg)
+{
+    return arg == "--help" || arg == "-h";
+}
 
 const std::string &optionValue(const std::vector<std::string> &args, std::size_t &i,
                                const char *command)
@@ -123,8 +128,8 @@ std::string formatFinding(const Finding &f)
 std::string findingJson(const Finding &f)
 {
     std::string text = "{\"file\": " + jsonString(f.file != nullptr ? f.file->path() : "") +
-                       ", \"line\": " + std::to_string(f.line) + ", \"level\": " +
-                       (f.level == Level::Error ? "\"error\"" : "\"warning\"") +
+                       ", \"line\": " + std::to_string(f.line) +
+                       ", \"level\": " + (f.level == Level::Error ? "\"error\"" : "\"warning\"") +
                        ", \"code\": " + jsonString(f.code) +
                        ", \"message\": " + jsonString(f.message);
     if (!f.profile.empty()) {

@@ -25,7 +25,8 @@
 
 #include "infrastructure/PropertyQosPolicy.h"
 
-namespace propqos {
+namespace propqos
+{
 
 enum class EntityKind : int {
     Participant = DDS_PARTICIPANT_ENTITY_KIND,
@@ -68,7 +69,8 @@ struct LogRecord {
     std::string message;
 };
 
-namespace detail {
+namespace detail
+{
 /* The sink that the innermost ScopedLogCapture installed. The logging service cannot be asked
  * for its current sink, so captures remember each other's to restore it when they end. */
 struct InstalledSink {
@@ -93,11 +95,11 @@ inline DDS_PropertyQosPolicy emptyPolicy() noexcept
  * and warning) and this module's submodule bit; the masks and the previous capture's sink are
  * restored on destruction. Captures nest. A sink set with ZynLog_setSink directly, outside any
  * capture, is not restored (the logging service has no way to read it back). */
-class ScopedLogCapture {
+class ScopedLogCapture
+{
 public:
     explicit ScopedLogCapture(unsigned int levels = ZYN_LOG_VERBOSITY_WARNING)
-        : previous_(detail::installedSink()),
-          savedInstrumentation_(DDSLog_g_instrumentationMask),
+        : previous_(detail::installedSink()), savedInstrumentation_(DDSLog_g_instrumentationMask),
           savedSubmodule_(DDSLog_g_submoduleMask)
     {
         DDSLog_g_instrumentationMask = levels;
@@ -155,24 +157,24 @@ struct UnexpectedName {
 };
 
 struct ValidationReport {
-    bool passed = true;                   /* the module's verdict */
+    bool passed = true; /* the module's verdict */
     std::vector<UnexpectedName> unexpected;
-    std::vector<LogRecord> other;         /* any other entry: failures of the check itself */
+    std::vector<LogRecord> other; /* any other entry: failures of the check itself */
 };
 
 /* One limit that a list exceeds, as the module words it. */
 struct LimitViolation {
-    std::string what;       /* "number of properties in the property QoS policy", ... */
+    std::string what; /* "number of properties in the property QoS policy", ... */
     long long actual = 0;
-    std::string limitName;  /* "DDS_DomainParticipantQos.resource_limits...." */
+    std::string limitName; /* "DDS_DomainParticipantQos.resource_limits...." */
     long long limit = 0;
-    std::string advice;     /* participant only, else empty */
+    std::string advice; /* participant only, else empty */
 };
 
 struct LimitReport {
     bool consistent = true;
     std::vector<LimitViolation> violations;
-    std::vector<LogRecord> other;         /* e.g. a property without a name or value */
+    std::vector<LogRecord> other; /* e.g. a property without a name or value */
 };
 
 /* The verdict on replacing one list by another on an entity. */
@@ -183,7 +185,8 @@ struct ChangeCheck {
     std::vector<LogRecord> other;
 };
 
-class PropertyList {
+class PropertyList
+{
 public:
     /* A new property for the initializer-list constructor. */
     struct Entry {
@@ -259,7 +262,8 @@ public:
     std::optional<Property> find(std::string_view name) const
     {
         const std::string key(name);
-        const DDS_Property_t *p = DDS_PropertyQosPolicyHelper_lookup_property(&policy_, key.c_str());
+        const DDS_Property_t *p =
+            DDS_PropertyQosPolicyHelper_lookup_property(&policy_, key.c_str());
         if (p == nullptr) {
             return std::nullopt;
         }
@@ -267,21 +271,20 @@ public:
     }
     bool contains(std::string_view name) const { return find(name).has_value(); }
 
-    /* Sets `name` to `value`, replacing the value (and propagate flag) of a property of that name. */
+    /* Sets `name` to `value`, replacing the value (and propagate flag) of a property of that name.
+     */
     void assertProperty(std::string_view name, std::string_view value, bool propagate = false)
     {
         const std::string n(name), v(value);
-        check(DDS_PropertyQosPolicyHelper_assert_property(&policy_, n.c_str(), v.c_str(),
-                                                          propagate ? DDS_BOOLEAN_TRUE
-                                                                    : DDS_BOOLEAN_FALSE));
+        check(DDS_PropertyQosPolicyHelper_assert_property(
+            &policy_, n.c_str(), v.c_str(), propagate ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE));
     }
     /* Appends a property without looking for one of the same name. */
     void add(std::string_view name, std::string_view value, bool propagate = false)
     {
         const std::string n(name), v(value);
-        check(DDS_PropertyQosPolicyHelper_add_property(&policy_, n.c_str(), v.c_str(),
-                                                       propagate ? DDS_BOOLEAN_TRUE
-                                                                 : DDS_BOOLEAN_FALSE));
+        check(DDS_PropertyQosPolicyHelper_add_property(
+            &policy_, n.c_str(), v.c_str(), propagate ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE));
     }
     /* True when a property of that name was there and is gone. */
     bool remove(std::string_view name)
@@ -296,9 +299,8 @@ public:
     {
         const std::string n(name);
         DDS_Boolean value = DDS_BOOLEAN_FALSE;
-        if (DDS_PropertyQosPolicyHelper_lookup_boolean_property(&policy_, &value, n.c_str(),
-                                                                DDS_BOOLEAN_FALSE) !=
-            DDS_RETCODE_OK) {
+        if (DDS_PropertyQosPolicyHelper_lookup_boolean_property(
+                &policy_, &value, n.c_str(), DDS_BOOLEAN_FALSE) != DDS_RETCODE_OK) {
             return std::nullopt;
         }
         return value != DDS_BOOLEAN_FALSE;
@@ -343,7 +345,8 @@ public:
 
     /* ---- iteration, in the list's order ---- */
 
-    class const_iterator {
+    class const_iterator
+    {
     public:
         using iterator_category = std::forward_iterator_tag;
         using value_type = Property;
@@ -398,7 +401,8 @@ public:
     }
     /* The properties under `prefix` named without it and its '.', followed by the module's own
      * entry "prefix" that holds the prefix stripped (with its trailing '.'). */
-    std::optional<PropertyList> withoutPrefix(std::string_view prefix, bool ignoreCase = false) const
+    std::optional<PropertyList> withoutPrefix(std::string_view prefix,
+                                              bool ignoreCase = false) const
     {
         const std::string p(prefix);
         PropertyList out;
@@ -438,9 +442,9 @@ public:
     {
         LimitReport report;
         ScopedLogCapture capture;
-        report.consistent = DDS_PropertyQosPolicy_is_consistentI(
-                                &policy_, static_cast<DDS_EntityKind_t>(kind), maxProperties,
-                                maxStringLength) != 0;
+        report.consistent =
+            DDS_PropertyQosPolicy_is_consistentI(&policy_, static_cast<DDS_EntityKind_t>(kind),
+                                                 maxProperties, maxStringLength) != 0;
         for (const LogRecord &e : capture.entries()) {
             const bool withAdvice = e.templateId == "DDS_LOG_INCONSISTENT_POLICIES_sdsds";
             if ((withAdvice && e.args.size() == 5) ||
@@ -474,8 +478,8 @@ public:
     {
         ChangeCheck result;
         ScopedLogCapture capture;
-        result.accepted = DDS_PropertyQosPolicy_isMutabilityConsistent(
-                              &policy_, &current.policy_, entityEnabled ? 1 : 0) != 0;
+        result.accepted = DDS_PropertyQosPolicy_isMutabilityConsistent(&policy_, &current.policy_,
+                                                                       entityEnabled ? 1 : 0) != 0;
         for (const LogRecord &e : capture.entries()) {
             /* Arguments: "entity", the property's name, the reason. */
             if (e.templateId == "DDS_LOG_INCONSISTENT_PROPERTY_sss" && e.args.size() == 3 &&
@@ -559,7 +563,10 @@ private:
     DDS_PropertyQosPolicy policy_;
 };
 
-inline void swap(PropertyList &a, PropertyList &b) noexcept { a.swap(b); }
+inline void swap(PropertyList &a, PropertyList &b) noexcept
+{
+    a.swap(b);
+}
 
 inline const char *toString(Mutability m)
 {

@@ -8,7 +8,8 @@
 #include "infrastructure/PropertyList.hpp"
 #include "platform/TestHooks.h"
 
-namespace {
+namespace
+{
 
 using propqos::EntityKind;
 using propqos::Mutability;
@@ -26,7 +27,8 @@ std::vector<std::string> names(const PropertyList &list)
 }
 
 // Every test leaves the module's heap as it found it.
-class PropertyListTest : public ::testing::Test {
+class PropertyListTest : public ::testing::Test
+{
 protected:
     void SetUp() override { outstanding_ = ZynHeap_getOutstanding(); }
     void TearDown() override
@@ -108,9 +110,9 @@ TEST_F(PropertyListTest, FindAssertRemoveWithViewsThatAreNotTerminated)
 
 TEST_F(PropertyListTest, TypedReadsAreEmptyWhenAbsentOrUnreadable)
 {
-    const PropertyList list{{"yes", "YES"},           {"zero", "0"},        {"word", "maybe"},
-                            {"min", "-2147483648"},   {"over", "2147483648"}, {"big", "9000000000"},
-                            {"umax", "4294967295"},   {"neg", "-1"},        {"half", "1.5"},
+    const PropertyList list{{"yes", "YES"},         {"zero", "0"},          {"word", "maybe"},
+                            {"min", "-2147483648"}, {"over", "2147483648"}, {"big", "9000000000"},
+                            {"umax", "4294967295"}, {"neg", "-1"},          {"half", "1.5"},
                             {"ms", "250ms"}};
     EXPECT_EQ(list.getBool("yes"), true);
     EXPECT_EQ(list.getBool("zero"), false);
@@ -251,7 +253,8 @@ TEST_F(PropertyListTest, LimitReportCarriesTheModuleFigures)
 TEST_F(PropertyListTest, MutabilityAndChangeCheckNameTheRefusedProperty)
 {
     const PropertyList none;
-    EXPECT_EQ(none.mutability("dds.transport.UDPv4.builtin.max_message_size"), Mutability::Immutable);
+    EXPECT_EQ(none.mutability("dds.transport.UDPv4.builtin.max_message_size"),
+              Mutability::Immutable);
     EXPECT_EQ(none.mutability("dds.participant.index"), Mutability::MutableUntilEnable);
     EXPECT_EQ(none.mutability("dds.participant.logging.verbosity"), Mutability::Mutable);
     EXPECT_EQ(none.mutability("no.such.name"), Mutability::Mutable);
@@ -279,9 +282,8 @@ TEST_F(PropertyListTest, MutabilityAndChangeCheckNameTheRefusedProperty)
 
 TEST_F(PropertyListTest, SaveRedactsAndValidationActionReads)
 {
-    const PropertyList list{{"dds.sec.auth.password", "hunter2"},
-                            {"x.y", "a<b"},
-                            {"p.password2", "visible"}};
+    const PropertyList list{
+        {"dds.sec.auth.password", "hunter2"}, {"x.y", "a<b"}, {"p.password2", "visible"}};
     const std::optional<std::string> saved = list.save();
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->find("hunter2"), std::string::npos);
@@ -301,12 +303,15 @@ TEST_F(PropertyListTest, SaveRedactsAndValidationActionReads)
     EXPECT_FALSE(PropertyList::isConfidential("p.Password"));
 
     EXPECT_EQ(PropertyList().validationAction(), ValidationAction::Exception);
-    EXPECT_EQ((PropertyList{{"property_validation_action", "validation_action_skip"}}.validationAction()),
-              ValidationAction::Skip);
-    EXPECT_EQ((PropertyList{{"dds.participant.property_validation_action", "-1"}}.validationAction()),
-              ValidationAction::Warning);
-    EXPECT_EQ((PropertyList{{"dds.participant.property_validation_action", "2"}}.validationAction()),
-              std::nullopt);
+    EXPECT_EQ(
+        (PropertyList{{"property_validation_action", "validation_action_skip"}}.validationAction()),
+        ValidationAction::Skip);
+    EXPECT_EQ(
+        (PropertyList{{"dds.participant.property_validation_action", "-1"}}.validationAction()),
+        ValidationAction::Warning);
+    EXPECT_EQ(
+        (PropertyList{{"dds.participant.property_validation_action", "2"}}.validationAction()),
+        std::nullopt);
 }
 
 } // namespace
