@@ -9,18 +9,11 @@ namespace {
 using namespace propqos_test;
 
 const char *const kName = "dds.transport.minimum_compatibility_version";
+const char *const kParser = "ZYN_LOG_PARSER_FAILURE_ss";
+const char *const kShmem = "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE";
 const std::string kShmemText =
     "Transport property 'dds.transport.minimum_compatibility_version' is not supported for SHMEM "
     "with a value smaller than 7.2.0.0. The value will be ignored.";
-
-// Fixes the platform's answer while it lives.
-class RobustMutex {
-public:
-    explicit RobustMutex(int answer) { ZynOsapiSharedMemorySemMutex_setUseRobustMutex(answer); }
-    ~RobustMutex() { ZynOsapiSharedMemorySemMutex_setUseRobustMutex(-1); }
-    RobustMutex(const RobustMutex &) = delete;
-    RobustMutex &operator=(const RobustMutex &) = delete;
-};
 
 std::string text(const DDS_ProductVersion_t &v)
 {
@@ -36,9 +29,16 @@ DDS_ProductVersion_t version(int major, int minor, int release, int revision)
 
 class CompatibilityVersionTest : public ModuleTest {
 protected:
-    // The version read from a policy holding `value` (none when null).
-    std::string read(const char *value, int shmem)
+    void TearDown() override
     {
+        ZynOsapiSharedMemorySemMutex_setUseRobustMutex(-1);
+        ModuleTest::TearDown();
+    }
+    // The version read, on a clear log, from a policy holding `value` (none when null).
+    std::string read(const char *value, int robust, int shmem)
+    {
+        log.clear();
+        ZynOsapiSharedMemorySemMutex_setUseRobustMutex(robust);
         ScopedPolicy policy;
         if (value != nullptr) {
             DDS_PropertyQosPolicyHelper_add_property(&policy, kName, value, DDS_BOOLEAN_FALSE);
@@ -51,45 +51,36 @@ protected:
 
 TEST_F(CompatibilityVersionTest, ValueDefaultAndSharedMemoryCheck)
 {
-    {
-        RobustMutex robust(1);
-        EXPECT_EQ(read(nullptr, 1), "6.0.0.0");
-        EXPECT_EQ(read("7.3.0.0", 1), "7.3.0.0");
-        EXPECT_EQ(read("7.2.0.0", 1), "7.2.0.0");
-        EXPECT_EQ(read("7.2.0", 1), "7.2.0.0");
-        EXPECT_EQ(read("6.1.0.0", 0), "6.1.0.0");
-        EXPECT_EQ(log.size(), 0u) << log.dump();
-
-        // Older than 7.2.0.0 with shared memory on robust mutexes: reported, handed on anyway.
-        EXPECT_EQ(read("6.1.0.0", 1), "6.1.0.0");
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE", {kShmemText});
-        log.clear();
-        EXPECT_EQ(read("7.1.255.255", 1), "7.1.255.255");
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE", {kShmemText});
-
-        // A value that does not parse is reported and the check goes on with the default.
-        log.clear();
-        EXPECT_EQ(read("seven", 0), "6.0.0.0");
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_PARSER_FAILURE_ss", {kName, "seven"});
-        log.clear();
-        EXPECT_EQ(read("7.2.0.0.0", 1), "6.0.0.0");
-        ASSERT_EQ(log.size(), 2u) << log.dump();
-        EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_PARSER_FAILURE_ss", {kName, "7.2.0.0.0"}));
-        EXPECT_EQ(log.entries()[1].args, std::vector<std::string>{kShmemText});
-    }
-    {
-        RobustMutex plain(0);
-        log.clear();
-        EXPECT_EQ(read("6.1.0.0", 1), "6.1.0.0");
+    const std::pair<const char *, std::string> quiet[] = {
+        {nullptr, "6.0.0.0"}, {"7.3.0.0", "7.3.0.0"}, {"7.2.0.0", "7.2.0.0"}, {"7.2.0", "7.2.0.0"}};
+    for (const auto &[value, read] : quiet) {
+        EXPECT_EQ(this->read(value, 1, 1), read);
         EXPECT_EQ(log.size(), 0u) << log.dump();
     }
+    // Older than 7.2.0.0: reported only with shared memory on robust mutexes, handed on anyway.
+    for (int robust : {0, 1}) {
+        EXPECT_EQ(read("6.1.0.0", robust, !robust), "6.1.0.0");
+        EXPECT_EQ(log.size(), 0u) << log.dump();
+    }
+    for (const char *older : {"6.1.0.0", "7.1.255.255"}) {
+        EXPECT_EQ(read(older, 1, 1), older);
+        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, kShmem, {kShmemText});
+    }
+    // A value that does not parse is reported, and the check goes on with the default.
+    EXPECT_EQ(read("seven", 1, 0), "6.0.0.0");
+    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, kParser, {kName, "seven"});
+    EXPECT_EQ(read("7.2.0.0.0", 1, 1), "6.0.0.0");
+    ASSERT_EQ(log.size(), 2u) << log.dump();
+    EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, kParser, {kName, "7.2.0.0.0"}));
+    EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, kShmem, {kShmemText}));
 
-    ScopedPolicy policy{{kName, "7.3.0.0"}};
+    log.clear();
     DDS_ProductVersion_t out = version(9, 9, 9, 9);
     DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(nullptr, &out, 1);
     expectPrecondition("self == ((void *)0)");
     EXPECT_EQ(text(out), "9.9.9.9");
     log.clear();
+    ScopedPolicy policy{{kName, "7.3.0.0"}};
     DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(&policy, nullptr, 1);
     expectPrecondition("out == ((void *)0)");
 }
@@ -117,11 +108,12 @@ TEST_F(CompatibilityVersionTest, VersionParsingAndComparison)
     EXPECT_EQ(parse("7.2.0"), "7.2.0.0");
     EXPECT_EQ(parse("255.255.255.255"), "255.255.255.255");
     EXPECT_EQ(parse("007.02.0.1"), "7.2.0.1");
-    for (const char *refused : {"", "7.2", "7.2.0.0.0", "7..0", "7.2.0.", "256.0.0", "7.2.0.256",
-                                " 7.2.0", "7.2.0 ", "+7.2.0", "-1.2.0", "7.2.0a", "99999999999.0.0"}) {
-        EXPECT_EQ(parse(refused), "refused 9.9.9.9") << '"' << refused << '"';
+    const char *const refused[] = {"", "7.2", "7.2.0.0.0", "7..0", "7.2.0.", "256.0.0", "7.2.0.256",
+                                   " 7.2.0", "7.2.0 ", "+7.2.0", "-1.2.0", "7.2.0a",
+                                   "99999999999.0.0", nullptr};
+    for (const char *text : refused) {
+        EXPECT_EQ(parse(text), "refused 9.9.9.9") << '"' << (text ? text : "(null)") << '"';
     }
-    EXPECT_EQ(parse(nullptr), "refused 9.9.9.9");
 
     auto compare = [](DDS_ProductVersion_t left, DDS_ProductVersion_t right) {
         int result = DDS_ProductVersion_compare(&left, &right);
