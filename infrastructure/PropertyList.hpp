@@ -71,18 +71,6 @@ struct LogRecord {
 
 namespace detail
 {
-/* The sink that the innermost ScopedLogCapture installed. The logging service cannot be asked
- * for its current sink, so captures remember each other's to restore it when they end. */
-struct InstalledSink {
-    ZynLogSinkFn fn = nullptr;
-    void *userData = nullptr;
-};
-inline InstalledSink &installedSink()
-{
-    static InstalledSink sink;
-    return sink;
-}
-
 inline DDS_PropertyQosPolicy emptyPolicy() noexcept
 {
     DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
@@ -92,25 +80,22 @@ inline DDS_PropertyQosPolicy emptyPolicy() noexcept
 
 /* Collects the module's log entries while it lives, instead of letting them reach standard
  * error. The masks are opened to `levels` (a mask of level bits, by default precondition, error
- * and warning) and this module's submodule bit; the masks and the previous capture's sink are
- * restored on destruction. Captures nest. A sink set with ZynLog_setSink directly, outside any
- * capture, is not restored (the logging service has no way to read it back). */
+ * and warning) and this module's submodule bit; the masks and the previous sink are restored on
+ * destruction. Captures nest. */
 class ScopedLogCapture
 {
 public:
     explicit ScopedLogCapture(unsigned int levels = ZYN_LOG_VERBOSITY_WARNING)
-        : previous_(detail::installedSink()), savedInstrumentation_(DDSLog_g_instrumentationMask),
-          savedSubmodule_(DDSLog_g_submoduleMask)
+        : savedInstrumentation_(DDSLog_g_instrumentationMask), savedSubmodule_(DDSLog_g_submoduleMask)
     {
+        ZynLog_getSink(&previousSink_, &previousUserData_);
         DDSLog_g_instrumentationMask = levels;
         DDSLog_g_submoduleMask |= DDS_SUBMODULE_MASK_PROPERTY;
         ZynLog_setSink(&ScopedLogCapture::sink, this);
-        detail::installedSink() = detail::InstalledSink{&ScopedLogCapture::sink, this};
     }
     ~ScopedLogCapture()
     {
-        ZynLog_setSink(previous_.fn, previous_.userData);
-        detail::installedSink() = previous_;
+        ZynLog_setSink(previousSink_, previousUserData_);
         DDSLog_g_instrumentationMask = savedInstrumentation_;
         DDSLog_g_submoduleMask = savedSubmodule_;
     }
@@ -143,7 +128,8 @@ private:
     }
 
     std::vector<LogRecord> entries_;
-    detail::InstalledSink previous_;
+    ZynLogSinkFn previousSink_ = nullptr;
+    void *previousUserData_ = nullptr;
     unsigned int savedInstrumentation_;
     unsigned int savedSubmodule_;
     bool lost_ = false;

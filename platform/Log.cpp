@@ -147,6 +147,16 @@ void ZynLog_setSink(ZynLogSinkFn sink, void *userData)
     g_sinkUserData = userData;
 }
 
+void ZynLog_getSink(ZynLogSinkFn *sink, void **userData)
+{
+    if (sink != nullptr) {
+        *sink = g_sink;
+    }
+    if (userData != nullptr) {
+        *userData = g_sinkUserData;
+    }
+}
+
 void ZynLog_onAssertBreakpoint(void) { ++ZynLog_g_assertBreakpointCount; }
 
 int ZynLog_isEnabled(int level)

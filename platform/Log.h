@@ -63,6 +63,8 @@ typedef struct ZynLogEntry {
 } ZynLogEntry;
 typedef void (*ZynLogSinkFn)(const ZynLogEntry *entry, void *userData);
 void ZynLog_setSink(ZynLogSinkFn sink, void *userData);    /* NULL: back to standard error */
+/* The sink now set (null for standard error), so that a scoped capture can restore it. */
+void ZynLog_getSink(ZynLogSinkFn *sink, void **userData);
 
 /* Both printers write unconditionally: the masks are the caller's test (ZynLog_isEnabled).
  * `instrumentId` is -1 for this module. The variadic arguments follow the template's suffix:
