@@ -2,7 +2,10 @@
 // enabled, or never; and the check of a requested policy change against it.
 #include <string.h>
 
+#include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
+
+using propqos_internal::NameIndex;
 
 namespace {
 
@@ -92,6 +95,24 @@ bool sameValue(const char *left, const char *right)
     }
     return strcmp(left, right) == 0;
 }
+
+// The property of the policy in force named `name`, as DDS_PropertyQosPolicyHelper_lookup_property
+// finds it (the first of that name), through the index when there is one.
+const DDS_Property_t *findOld(const DDS_PropertyQosPolicy *oldProperties, const NameIndex &index,
+                              const char *name)
+{
+    if (name == nullptr) {
+        return nullptr;
+    }
+    long position = index.find(name, NameIndex::hashOf(name));
+    if (position == NameIndex::kNoIndex) {
+        return DDS_PropertyQosPolicyHelper_lookup_property(oldProperties, name);
+    }
+    return position == NameIndex::kNotFound
+               ? nullptr
+               : DDS_PropertySeq_get_reference(&oldProperties->value, static_cast<DDS_Long>(position));
+}
+
 
 }  // namespace
 
@@ -188,6 +209,10 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
     ZYN_PRECONDITION(ZYN_IS_NULL(newProperties), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
 
+    const DDS_PropertySeq *old = &oldProperties->value;
+    const NameIndex oldNames(static_cast<size_t>(DDS_PropertySeq_get_length(old)), [old](size_t i) {
+        return DDS_PropertySeq_get_reference(old, static_cast<DDS_Long>(i))->name;
+    });
     const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);
@@ -196,8 +221,7 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
             return 0;
         }
         // Only a new property or a new value is a change; the propagate flag alone is not.
-        const DDS_Property_t *current =
-            DDS_PropertyQosPolicyHelper_lookup_property(oldProperties, property->name);
+        const DDS_Property_t *current = findOld(oldProperties, oldNames, property->name);
         if (current != nullptr && sameValue(current->value, property->value)) {
             continue;
         }

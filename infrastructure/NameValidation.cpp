@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
+
+using propqos_internal::NameIndex;
 
 extern "C" const char *const g_ignoreProperties[] = {
     "openssl_engine.",
@@ -91,71 +94,31 @@ public:
     DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
 };
 
-// Membership in a name table by hash, so that checking a policy against the hundreds of names
-// the middleware and its plug-ins know costs one probe per property instead of a scan of every
-// table. Built once per validation; when its index cannot be allocated it scans the table
-// instead, so the answer never depends on memory.
+// Membership in a name table, by hash: checking a policy against the hundreds of names the
+// middleware and its plug-ins know then costs one probe per property instead of a scan of every
+// table.
 class NameSet {
 public:
-    explicit NameSet(const char *const *table) : table_(table)
+    explicit NameSet(const char *const *table)
+        : table_(table), index_(table != nullptr ? tableLength(table) : 0,
+                                [table](size_t i) { return table[i]; })
     {
-        if (table == nullptr) {
-            return;
-        }
-        size_t count = 0;
-        while (table[count][0] != '\0') {
-            ++count;
-        }
-        size_t capacity = 16;
-        while (capacity < 2 * count) {
-            capacity *= 2;
-        }
-        slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
-        if (slots_ == nullptr) {
-            return;
-        }
-        mask_ = capacity - 1;
-        for (size_t i = 0; i < count; ++i) {
-            uint64_t hash = hashOf(table[i]);
-            size_t at = static_cast<size_t>(hash) & mask_;
-            while (slots_[at].name != nullptr) {
-                at = (at + 1) & mask_;
-            }
-            slots_[at] = Slot{hash, table[i]};
-        }
     }
-    ~NameSet() { ZynHeap_free(slots_); }
-    NameSet(const NameSet &) = delete;
-    NameSet &operator=(const NameSet &) = delete;
 
     const char *const *table() const { return table_; }
 
-    static uint64_t hashOf(const char *text)
-    {
-        uint64_t hash = 1469598103934665603ull;   // FNV-1a
-        for (const unsigned char *c = reinterpret_cast<const unsigned char *>(text); *c != 0; ++c) {
-            hash = (hash ^ *c) * 1099511628211ull;
-        }
-        return hash;
-    }
-
-    // `hash` is hashOf(name), computed once by the caller for all the sets it asks.
+    // `hash` is NameIndex::hashOf(name), computed once by the caller for all the sets it asks.
     bool contains(const char *name, uint64_t hash) const
     {
         if (table_ == nullptr || name == nullptr) {
             return false;
         }
-        if (slots_ == nullptr) {
-            for (const char *const *entry = table_; (*entry)[0] != '\0'; ++entry) {
-                if (std::strcmp(*entry, name) == 0) {
-                    return true;
-                }
-            }
-            return false;
+        long found = index_.find(name, hash);
+        if (found != NameIndex::kNoIndex) {
+            return found != NameIndex::kNotFound;
         }
-        for (size_t at = static_cast<size_t>(hash) & mask_; slots_[at].name != nullptr;
-             at = (at + 1) & mask_) {
-            if (slots_[at].hash == hash && std::strcmp(slots_[at].name, name) == 0) {
+        for (const char *const *entry = table_; (*entry)[0] != '\0'; ++entry) {
+            if (std::strcmp(*entry, name) == 0) {
                 return true;
             }
         }
@@ -163,14 +126,17 @@ public:
     }
 
 private:
-    struct Slot {
-        uint64_t hash;
-        const char *name;
-    };
+    static size_t tableLength(const char *const *table)
+    {
+        size_t count = 0;
+        while (table[count][0] != '\0') {
+            ++count;
+        }
+        return count;
+    }
 
     const char *const *table_;
-    Slot *slots_ = nullptr;
-    size_t mask_ = 0;
+    NameIndex index_;
 };
 
 // The four name tables one entity is checked against.
@@ -227,7 +193,7 @@ int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
             return 0;
         }
         const char *name = property->name;
-        const uint64_t hash = NameSet::hashOf(name);
+        const uint64_t hash = NameIndex::hashOf(name);
         if (DDS_PropertyQosPolicy_isPrefixOmitted(name, omittedPrefixes) ||
             known.privateNames.contains(name, hash) ||
             known.pluginPrivateNames.contains(name, hash) ||
