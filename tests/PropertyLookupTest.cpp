@@ -10,134 +10,122 @@ namespace {
 
 class PropertyLookupTest : public ModuleTest {};
 
-std::string describe(const DDS_PropertyQosPolicy *policy)
+constexpr auto count = DDS_PropertyQosPolicyHelper_get_number_of_properties;
+constexpr auto add = DDS_PropertyQosPolicyHelper_add_property;
+constexpr auto put = DDS_PropertyQosPolicyHelper_assert_property;
+constexpr auto putWithPrefix = DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix;
+constexpr auto lookup = DDS_PropertyQosPolicyHelper_lookup_property;
+constexpr auto lookupIndex = DDS_PropertyQosPolicyHelper_lookup_property_index;
+constexpr auto lookupWithPrefix = DDS_PropertyQosPolicyHelper_lookup_property_with_prefix;
+constexpr auto removeProperty = DDS_PropertyQosPolicyHelper_remove_property;
+
+std::string describe(const DDS_PropertyQosPolicy &policy)
 {
     std::string out;
-    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&policy->value); ++i) {
-        const DDS_Property_t *p = DDS_PropertySeq_get_reference(&policy->value, i);
+    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&policy.value); ++i) {
+        const DDS_Property_t *p = DDS_PropertySeq_get_reference(&policy.value, i);
         out += std::string(p->name) + "=" + p->value + (p->propagate ? "+" : "") + ";";
     }
     return out;
 }
-
-// An error entry with the policy's name, as the null-policy checks write it.
-void expectBadPolicy(const LogCapture &log)
+std::string shown(const DDS_Property_t *p)
 {
-    ASSERT_EQ(log.size(), 1u) << log.dump();
-    EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, "DDS_LOG_BAD_PARAMETER_s", {"policy"}))
-        << log.dump();
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
+    return p == nullptr ? "(none)" : std::string(p->value) + (p->propagate ? "+" : "");
+}
+
+// What `op` returns while allocations fail after `k` successful ones.
+template <typename Op> auto failingAfter(long k, Op op)
+{
+    FailAfter armed(k);
+    return op();
 }
 
 }  // namespace
 
-TEST_F(PropertyLookupTest, CountIsTheLengthOrMinusOne)
+TEST_F(PropertyLookupTest, ANullPolicyIsAnErrorEntryNeverAPreconditionFailure)
 {
-    ScopedPolicy policy;
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(&policy), 0);
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "a", "1", DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "b", "2", DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(&policy), 2);
-    EXPECT_EQ(log.size(), 0u);
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(nullptr), -1);
-    expectBadPolicy(log);
+    ScopedPolicy policy{{"a", "1"}};
+    DDS_Property_t *element = nullptr;
+    const char *bad = "DDS_LOG_BAD_PARAMETER_s", *text = "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE";
+    auto expectError = [&](const char *templateId, const char *arg) {  // the one entry written
+        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, templateId, {arg});
+        log.clear();
+    };
+    EXPECT_EQ(count(nullptr), -1);
+    expectError(bad, "policy");
+    EXPECT_EQ(add(nullptr, "a", "1", 1), DDS_RETCODE_BAD_PARAMETER);
+    expectError(bad, "policy");
+    EXPECT_EQ(put(nullptr, "a", "1", 1), DDS_RETCODE_BAD_PARAMETER);
+    expectError(bad, "policy");
+    EXPECT_EQ(putWithPrefix(nullptr, "p", "n", "v", 1), DDS_RETCODE_BAD_PARAMETER);
+    expectError(bad, "policy");  // by the assert, after the name was composed (and freed)
+    EXPECT_EQ(removeProperty(nullptr, "a"), DDS_RETCODE_BAD_PARAMETER);
+    expectError(bad, "policy");
+    EXPECT_EQ(lookup(nullptr, "a"), nullptr);
+    expectError(text, "Provided policy does not exist.\n");
+    EXPECT_EQ(lookupWithPrefix(nullptr, "p", "n"), nullptr);
+    expectError(text, "Provided policy does not exist.\n");
+    EXPECT_EQ(lookupIndex(nullptr, "a", &element), -1);
+    expectError(text, "Provided policy does not exist.");
+    EXPECT_EQ(lookupIndex(&policy, nullptr, &element), -1);
+    expectError(text, "Provided name does not exist.");
+    EXPECT_EQ(lookupIndex(nullptr, nullptr, &element), -1);
+    expectError(text, "Provided policy does not exist.");
+    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
+    EXPECT_EQ(describe(policy.policy), "a=1;");
 }
 
-TEST_F(PropertyLookupTest, AddAppendsWithTheFlagAndReportsFailures)
+TEST_F(PropertyLookupTest, AddAppendsAndAssertReplacesOrAppendsWithTheGivenFlag)
 {
     ScopedPolicy policy;
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "a", "1", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, "b", "2", DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "a=1+;b=2;");
+    EXPECT_EQ(count(&policy), 0);
+    ASSERT_EQ(add(&policy, "a", "1", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
+    ASSERT_EQ(add(&policy, "b", "2", DDS_BOOLEAN_FALSE), DDS_RETCODE_OK);
+    EXPECT_EQ(count(&policy), 2);
+    ASSERT_EQ(put(&policy, "b", "22", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
+    EXPECT_EQ(describe(policy.policy), "a=1+;b=22+;") << "same count, new value, new flag";
+    ASSERT_EQ(put(&policy, "b", "22", DDS_BOOLEAN_FALSE), DDS_RETCODE_OK);
+    ASSERT_EQ(put(&policy, "c", "3", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
+    EXPECT_EQ(describe(policy.policy), "a=1+;b=22;c=3+;") << "the flag is overwritten both ways";
     EXPECT_EQ(log.size(), 0u);
 
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(nullptr, "a", "1", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_BAD_PARAMETER);
-    expectBadPolicy(log);
-
-    // A value the sequence layer refuses: its code, the entry with the name, nothing added.
-    log.clear();
-    DDS_ReturnCode_t rc =
-        DDS_PropertyQosPolicyHelper_add_property(&policy, "c", nullptr, DDS_BOOLEAN_TRUE);
-    EXPECT_NE(rc, DDS_RETCODE_OK);
+    // What the sequence layer refuses: its code, the entry, nothing changed and no flag set.
+    EXPECT_NE(add(&policy, "c", nullptr, DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
     expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ANY_FAILURE_ss", {"Add property: ", "c"});
     log.clear();
-    EXPECT_NE(DDS_PropertyQosPolicyHelper_add_property(&policy, nullptr, "v", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
+    EXPECT_NE(add(&policy, nullptr, "v", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
     EXPECT_EQ(log.count("ZYN_LOG_ANY_FAILURE_ss"), 1u);
-    EXPECT_EQ(describe(&policy.policy), "a=1+;b=2;");
-
-    sweepAllocationFailures([&](long k) {
-        log.clear();
-        ScopedPolicy target{{"x", "0"}};
-        DDS_ReturnCode_t result;
-        {
-            FailAfter armed(k);
-            result = DDS_PropertyQosPolicyHelper_add_property(&target, "dds.name", "value",
-                                                              DDS_BOOLEAN_TRUE);
-        }
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_EQ(describe(&target.policy), "x=0;dds.name=value+;");
-            EXPECT_EQ(log.size(), 0u);
-            return true;
-        }
-        EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ANY_FAILURE_ss",
-                        {"Add property: ", "dds.name"});
-        EXPECT_EQ(describe(&target.policy), "x=0;");
-        return false;
-    });
-}
-
-TEST_F(PropertyLookupTest, AssertReplacesOrAddsAndAlwaysSetsTheFlag)
-{
-    ScopedPolicy policy{{"a", "1"}, {"b", "2"}};
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assert_property(&policy, "b", "22", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "a=1;b=22+;") << "same count, new value, new flag";
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assert_property(&policy, "b", "22", DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "a=1;b=22;") << "the flag is overwritten both ways";
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assert_property(&policy, "c", "3", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "a=1;b=22;c=3+;");
-    EXPECT_EQ(log.size(), 0u);
-
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_assert_property(nullptr, "a", "1", DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_BAD_PARAMETER);
-    expectBadPolicy(log);
     log.clear();
-    EXPECT_NE(DDS_PropertyQosPolicyHelper_assert_property(&policy, "a", nullptr, DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
+    EXPECT_NE(put(&policy, "a", nullptr, DDS_BOOLEAN_FALSE), DDS_RETCODE_OK);
     expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
-    EXPECT_EQ(describe(&policy.policy), "a=1;b=22;c=3+;") << "a failed assert sets no flag";
+    EXPECT_EQ(describe(policy.policy), "a=1+;b=22;c=3+;");
 
-    // Failure on the replacing path and on the appending path.
-    for (const char *name : {"c", "d"}) {
-        SCOPED_TRACE(name);
+    // Memory running out on the adding, replacing and appending paths.
+    const struct {
+        bool add;
+        const char *name, *after;
+    } cases[] = {{true, "d", "c=3+;d=new;"}, {false, "c", "c=new;"}, {false, "d", "c=3+;d=new;"}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(std::string(c.add ? "add " : "assert ") + c.name);
         sweepAllocationFailures([&](long k) {
             log.clear();
             ScopedPolicy target{{"c", "3"}};
             DDS_PropertySeq_get_reference(&target.policy.value, 0)->propagate = DDS_BOOLEAN_TRUE;
-            const std::string before = describe(&target.policy);
-            DDS_ReturnCode_t result;
-            {
-                FailAfter armed(k);
-                result = DDS_PropertyQosPolicyHelper_assert_property(&target, name, "new",
-                                                                     DDS_BOOLEAN_FALSE);
-            }
-            if (result == DDS_RETCODE_OK) {
-                EXPECT_EQ(describe(&target.policy),
-                          std::string(name) == "c" ? "c=new;" : "c=3+;d=new;");
+            const DDS_ReturnCode_t rc =
+                failingAfter(k, [&] { return (c.add ? add : put)(&target, c.name, "new", 0); });
+            if (rc == DDS_RETCODE_OK) {
+                EXPECT_EQ(describe(target.policy), c.after);
+                EXPECT_EQ(log.size(), 0u);
                 return true;
             }
-            EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
-            expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
-            EXPECT_EQ(describe(&target.policy), before);
+            EXPECT_EQ(rc, DDS_RETCODE_OUT_OF_RESOURCES);
+            if (c.add) {
+                expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ANY_FAILURE_ss",
+                                {"Add property: ", c.name});
+            } else {
+                expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
+            }
+            EXPECT_EQ(describe(target.policy), "c=3+;");
             return false;
         });
     }
@@ -146,168 +134,83 @@ TEST_F(PropertyLookupTest, AssertReplacesOrAddsAndAlwaysSetsTheFlag)
 TEST_F(PropertyLookupTest, AssertWithPrefixComposesPrefixDotName)
 {
     ScopedPolicy policy;
-    struct Case {
-        const char *prefix;
-        const char *expected;
-    };
-    for (const Case &c : {Case{"dds.transport.x", "dds.transport.x.mode"},
-                          Case{"dds.transport.x.", "dds.transport.x..mode"},
-                          Case{"", ".mode"}, Case{nullptr, "mode"}}) {
-        ASSERT_EQ(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(&policy, c.prefix, "mode",
-                                                                       "on", DDS_BOOLEAN_TRUE),
-                  DDS_RETCODE_OK);
-        const DDS_Property_t *found = DDS_PropertyQosPolicyHelper_lookup_property(&policy,
-                                                                                  c.expected);
-        ASSERT_NE(found, nullptr) << c.expected;
-        EXPECT_STREQ(found->value, "on");
-        EXPECT_TRUE(found->propagate);
+    const std::string longPrefix(3000, 'p');  // nothing truncates a long composed name
+    const std::pair<const char *, std::string> cases[] = {
+        {"dds.transport.x", "dds.transport.x.mode"}, {"dds.transport.x.", "dds.transport.x..mode"},
+        {"", ".mode"}, {nullptr, "mode"}, {longPrefix.c_str(), longPrefix + ".mode"}};
+    for (const auto &c : cases) {
+        ASSERT_EQ(putWithPrefix(&policy, c.first, "mode", "on", 1), DDS_RETCODE_OK);
+        EXPECT_EQ(shown(lookup(&policy, c.second.c_str())), "on+") << c.second.substr(0, 30);
     }
-    EXPECT_EQ(policy.size(), 4);
-    // Asserting again replaces and applies the new flag.
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(&policy, "", "mode", "off",
-                                                                   DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(policy.size(), 4);
-    EXPECT_STREQ(DDS_PropertyQosPolicyHelper_lookup_property(&policy, ".mode")->value, "off");
-    EXPECT_FALSE(DDS_PropertyQosPolicyHelper_lookup_property(&policy, ".mode")->propagate);
-
-    // Nothing truncates a long composed name.
-    const std::string longPrefix(3000, 'p');
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(&policy, longPrefix.c_str(), "n",
-                                                                   "v", DDS_BOOLEAN_FALSE),
-              DDS_RETCODE_OK);
-    EXPECT_NE(DDS_PropertyQosPolicyHelper_lookup_property(&policy, (longPrefix + ".n").c_str()),
-              nullptr);
-    EXPECT_EQ(log.size(), 0u) << log.dump();
-
-    // A null policy is reported by the assert, after the name was composed (and freed).
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(nullptr, "p", "n", "v",
-                                                                   DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_BAD_PARAMETER);
-    expectBadPolicy(log);
-
-    // A null name under a prefix is refused without harm.
-    log.clear();
-    EXPECT_NE(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(&policy, "p", nullptr, "v",
-                                                                   DDS_BOOLEAN_TRUE),
-              DDS_RETCODE_OK);
     EXPECT_EQ(policy.size(), 5);
-}
+    ASSERT_EQ(putWithPrefix(&policy, "", "mode", "off", 0), DDS_RETCODE_OK);  // replaced, new flag
+    EXPECT_EQ(shown(lookup(&policy, ".mode")), "off");
+    EXPECT_EQ(log.size(), 0u) << log.dump();
+    EXPECT_NE(putWithPrefix(&policy, "p", nullptr, "v", 1), DDS_RETCODE_OK) << "refused, harmless";
+    EXPECT_EQ(policy.size(), 5);
 
-TEST_F(PropertyLookupTest, AssertWithPrefixReportsEachAllocationFailure)
-{
     sweepAllocationFailures([&](long k) {
         log.clear();
         ScopedPolicy target{{"p.n", "old"}, {"q", "1"}};
-        DDS_ReturnCode_t result;
-        {
-            FailAfter armed(k);
-            result = DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(&target, "p", "n", "new",
-                                                                          DDS_BOOLEAN_TRUE);
-        }
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_EQ(describe(&target.policy), "p.n=new+;q=1;");
+        const DDS_ReturnCode_t rc =
+            failingAfter(k, [&] { return putWithPrefix(&target, "p", "n", "new", 1); });
+        if (rc == DDS_RETCODE_OK) {
+            EXPECT_EQ(describe(target.policy), "p.n=new+;q=1;");
             EXPECT_EQ(log.size(), 0u);
             return true;
         }
-        if (k == 0) {
-            EXPECT_EQ(result, DDS_RETCODE_ERROR);
+        if (k == 0) {  // the composed name itself
+            EXPECT_EQ(rc, DDS_RETCODE_ERROR);
             expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE",
                             {"auxilary property name"});
         } else {
-            EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+            EXPECT_EQ(rc, DDS_RETCODE_OUT_OF_RESOURCES);
             expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
         }
-        EXPECT_EQ(describe(&target.policy), "p.n=old;q=1;");
+        EXPECT_EQ(describe(target.policy), "p.n=old;q=1;");
         return false;
     });
 }
 
-TEST_F(PropertyLookupTest, LookupFindsByNameAndIndexWithoutLoggingAbsence)
+TEST_F(PropertyLookupTest, LookupAndRemoveAnswerWithoutLoggingAbsence)
 {
     ScopedPolicy policy{{"a", "1"}, {"b", "2"}};
-    const DDS_Property_t *found = DDS_PropertyQosPolicyHelper_lookup_property(&policy, "b");
-    EXPECT_EQ(found, DDS_PropertySeq_get_reference(&policy.policy.value, 1)) << "into the policy";
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property(&policy, "c"), nullptr);
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property(&policy, nullptr), nullptr);
-
     DDS_Property_t *element = nullptr;
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_index(&policy, "b", &element), 1);
+    const DDS_Property_t *found = lookup(&policy, "b");
+    EXPECT_EQ(found, DDS_PropertySeq_get_reference(&policy.policy.value, 1)) << "into the policy";
+    EXPECT_TRUE(lookup(&policy, "c") == nullptr && lookup(&policy, nullptr) == nullptr);
+    EXPECT_EQ(lookupIndex(&policy, "b", &element), 1);
     EXPECT_EQ(element, found);
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_index(&policy, "c", &element), -1);
-    EXPECT_EQ(log.size(), 0u) << "absence is not logged";
-
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property(nullptr, "a"), nullptr);
-    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
-                    {"Provided policy does not exist.\n"});
-    log.clear();
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_index(nullptr, "a", &element), -1);
-    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
-                    {"Provided policy does not exist."});
-    log.clear();
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_index(&policy, nullptr, &element), -1);
-    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
-                    {"Provided name does not exist."});
-    log.clear();
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_index(nullptr, nullptr, &element), -1);
-    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
-                    {"Provided policy does not exist."});
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
+    EXPECT_EQ(lookupIndex(&policy, "c", &element), -1);
+    EXPECT_EQ(removeProperty(&policy, "a"), DDS_RETCODE_OK);
+    EXPECT_EQ(removeProperty(&policy, "a"), DDS_RETCODE_NO_DATA);
+    EXPECT_NE(removeProperty(&policy, nullptr), DDS_RETCODE_OK);
+    EXPECT_EQ(describe(policy.policy), "b=2;");
+    EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
 TEST_F(PropertyLookupTest, LookupWithPrefixWantsTheDotBetween)
 {
     ScopedPolicy policy{{"pn", "together"}, {"p.n", "dotted"}, {"p..m", "double"}, {".m", "lead"}};
-    const DDS_Property_t *found =
-        DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "p", "n");
-    ASSERT_NE(found, nullptr);
-    EXPECT_STREQ(found->value, "dotted");
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "p", "m"), nullptr)
-        << "the run-together or other names do not match";
-    EXPECT_STREQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "p.", "m")->value,
-                 "double");
-    EXPECT_STREQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "", "m")->value,
-                 "lead");
-    EXPECT_STREQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, nullptr, "pn")
-                     ->value,
-                 "together");
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "p", nullptr),
-              nullptr);
+    EXPECT_EQ(shown(lookupWithPrefix(&policy, "p", "n")), "dotted");
+    EXPECT_EQ(lookupWithPrefix(&policy, "p", "m"), nullptr) << "nor run together, nor another";
+    EXPECT_EQ(shown(lookupWithPrefix(&policy, "p.", "m")), "double");
+    EXPECT_EQ(shown(lookupWithPrefix(&policy, "", "m")), "lead");
+    EXPECT_EQ(shown(lookupWithPrefix(&policy, nullptr, "pn")), "together");
+    EXPECT_EQ(log.size(), 0u) << log.dump();
+    EXPECT_EQ(lookupWithPrefix(&policy, "p", nullptr), nullptr);
     EXPECT_EQ(policy.size(), 4);
-
-    // A null policy is reported as the plain lookup reports it.
-    log.clear();
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(nullptr, "p", "n"), nullptr);
-    expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
-                    {"Provided policy does not exist.\n"});
 
     sweepAllocationFailures([&](long k) {
         log.clear();
-        const DDS_Property_t *result;
-        {
-            FailAfter armed(k);
-            result = DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(&policy, "p", "n");
-        }
+        const DDS_Property_t *result =
+            failingAfter(k, [&] { return lookupWithPrefix(&policy, "p", "n"); });
         if (result != nullptr) {
-            EXPECT_STREQ(result->value, "dotted");
+            EXPECT_EQ(shown(result), "dotted");
             EXPECT_EQ(log.size(), 0u);
             return true;
         }
         expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "DDS_LOG_OUT_OF_RESOURCES_s", {"property name"});
         return false;
     });
-}
-
-TEST_F(PropertyLookupTest, RemoveReturnsTheSequenceCode)
-{
-    ScopedPolicy policy{{"a", "1"}, {"b", "2"}};
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_remove_property(&policy, "a"), DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "b=2;");
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_remove_property(&policy, "a"), DDS_RETCODE_NO_DATA);
-    EXPECT_NE(DDS_PropertyQosPolicyHelper_remove_property(&policy, nullptr), DDS_RETCODE_OK);
-    EXPECT_EQ(describe(&policy.policy), "b=2;");
-    EXPECT_EQ(log.size(), 0u) << "the sequence's code, no entry of its own";
-
-    EXPECT_EQ(DDS_PropertyQosPolicyHelper_remove_property(nullptr, "b"), DDS_RETCODE_BAD_PARAMETER);
-    expectBadPolicy(log);
 }
