@@ -15,49 +15,38 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/* The entries of a name table before its closing "". Fails the test when an entry is null or no
- * "" shows up within a generous bound (a table without its end entry). */
+/* The entries of a name table before its closing "": none may be null, and the "" must come. */
 Names namesOf(const char *const *table, const char *what) {
-    constexpr int kBound = 4096;
     Names out;
-    for (int i = 0; i < kBound; ++i) {
-        if (table[i] == nullptr) {
-            ADD_FAILURE() << what << ": null entry at " << i;
+    for (int i = 0; i < 4096; ++i) {
+        if (table[i] == nullptr || table[i][0] == '\0') {
+            EXPECT_NE(table[i], nullptr) << what << ": null entry at " << i;
             return out;
         }
-        if (table[i][0] == '\0') return out;
         out.emplace_back(table[i]);
     }
-    ADD_FAILURE() << what << ": no closing \"\" within " << kBound << " entries";
+    ADD_FAILURE() << what << ": no closing \"\"";
     return out;
 }
+Names namesOf(const char *const *array, int count) { return Names(array, array + count); }
 
 bool contains(const Names &names, const std::string &name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
-
-bool startsWith(const std::string &s, const std::string &head) { return s.compare(0, head.size(), head) == 0; }
-
 bool endsWith(const std::string &s, const std::string &tail) {
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
-
 /* The matcher's rule: `needle` occurs in `haystack`, letter case ignored. */
 bool iContains(std::string haystack, std::string needle) {
-    auto lower = [](std::string s) {
-        std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
-        return s;
-    };
-    return lower(haystack).find(lower(needle)) != std::string::npos;
+    for (std::string *s : {&haystack, &needle})
+        std::transform(s->begin(), s->end(), s->begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    return haystack.find(needle) != std::string::npos;
 }
 
 struct Kind {
     const char *label;
-    const char *const *prefixes;
-    const char *const *open;
-    const char *const *secret;
+    const char *const *prefixes, *const *open, *const *secret;
 };
-
 const Kind kKinds[] = {
     {"participant", PROPERTY_VALID_PROPERTY_PREFIXES_DOMAINPARTICIPANT, PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT,
      PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT},
@@ -72,6 +61,13 @@ const PROPERTYPluginProperty *pluginRow(const std::string &kind) {
         if (kind == row.name) return &row;
     return nullptr;
 }
+/* A row's public or private suffixes, put under its prefix. */
+Names rowNames(const PROPERTYPluginProperty &row, bool secret) {
+    Names out;
+    for (int i = 0; i < (secret ? row.privatePropertiesSize : row.publicPropertiesSize); ++i)
+        out.push_back(std::string(row.prefix) + "." + (secret ? row.privateProperties : row.publicProperties)[i]);
+    return out;
+}
 
 /* First-match classification of a loaded plug-in, by name or by exact create function. */
 std::string classify(const std::string &comparePrefix, const std::string &createFunction = "") {
@@ -81,84 +77,53 @@ std::string classify(const std::string &comparePrefix, const std::string &create
     return "";
 }
 
-/* The kinds of the rows that expand an entry of `kind`. */
-std::set<std::string> rowsMatching(const std::string &kind) {
-    std::set<std::string> out;
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (iContains(kind, row.name)) out.insert(row.name);
-    return out;
-}
-
-/* The suffixes that saving replaces with "[redacted]". */
-const char *const kConfidentialSuffixes[] = {
-    ".cryptography.key",    ".key_material_key", ".password",        ".private_key",
-    ".private_key_file",    ".private_key_password", ".rsa_private_key", ".rsa_private_key_file",
-    ".rtps_psk_secret_passphrase",
-};
-
+/* The names that saving replaces with "[redacted]". */
 bool confidential(const std::string &name) {
-    for (const char *suffix : kConfidentialSuffixes)
+    for (const char *suffix : {".cryptography.key", ".key_material_key", ".password", ".private_key", ".private_key_file",
+                               ".private_key_password", ".rsa_private_key", ".rsa_private_key_file",
+                               ".rtps_psk_secret_passphrase"})
         if (endsWith(name, suffix)) return true;
     return false;
 }
 
 } // namespace
 
-TEST(EntityTables, ClosedWithoutDuplicatesAndUnderTheirKindsPrefixes) {
+TEST(EntityTables, ClosedUniqueUnderTheirKindsPrefixesAndSecretExactlyWhenRedacted) {
     for (const Kind &kind : kKinds) {
         SCOPED_TRACE(kind.label);
         const Names prefixes = namesOf(kind.prefixes, "prefixes");
-        const Names open = namesOf(kind.open, "public");
-        const Names secret = namesOf(kind.secret, "private");
-        ASSERT_FALSE(prefixes.empty());
-        EXPECT_FALSE(open.empty());
+        const Names open = namesOf(kind.open, "public"), secret = namesOf(kind.secret, "private");
+        ASSERT_FALSE(prefixes.empty() || open.empty());
         for (const Names *table : {&prefixes, &open, &secret})
             EXPECT_EQ(std::set<std::string>(table->begin(), table->end()).size(), table->size()) << "duplicate entry";
         for (const std::string &prefix : prefixes) EXPECT_TRUE(endsWith(prefix, ".")) << prefix;
         for (const Names *table : {&open, &secret})
             for (const std::string &name : *table) {
+                /* A secret must not be written out in clear, nor a redacted name offered as a suggestion. */
+                EXPECT_EQ(confidential(name), table == &secret) << name;
                 EXPECT_FALSE(contains(table == &open ? secret : open, name)) << name << " is public and private";
                 EXPECT_TRUE(std::any_of(prefixes.begin(), prefixes.end(),
-                                        [&](const std::string &p) { return startsWith(name, p); }))
+                                        [&](const std::string &p) { return name.compare(0, p.size(), p) == 0; }))
                     << name << " lies under no checked prefix";
             }
     }
-}
-
-TEST(EntityTables, SecretsAreExactlyTheNamesRedactedOnSave) {
-    /* A secret must not be written out in clear, and a name that is redacted must not be
-     * offered as a suggestion either. */
-    for (const Kind &kind : kKinds) {
-        for (const std::string &name : namesOf(kind.secret, "private")) EXPECT_TRUE(confidential(name)) << name;
-        for (const std::string &name : namesOf(kind.open, "public")) EXPECT_FALSE(confidential(name)) << name;
-    }
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
-        for (int i = 0; i < row.privatePropertiesSize; ++i)
-            EXPECT_TRUE(confidential(std::string(row.prefix) + "." + row.privateProperties[i]))
-                << row.name << ": " << row.privateProperties[i];
-        for (int i = 0; i < row.publicPropertiesSize; ++i)
-            EXPECT_FALSE(confidential(std::string(row.prefix) + "." + row.publicProperties[i]))
-                << row.name << ": " << row.publicProperties[i];
-    }
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
+        for (bool secret : {false, true})
+            for (const std::string &name : rowNames(row, secret))
+                EXPECT_EQ(confidential(name), secret) << row.name << ": " << name;
 }
 
 TEST(PluginTable, EachKindExpandsThroughExactlyTheIntendedRows) {
-    using Rows = std::set<std::string>;
-    /* The kinds the prefix map writes itself... */
-    EXPECT_EQ(rowsMatching("UDPV4"), (Rows{"UDPV4"}));
-    EXPECT_EQ(rowsMatching("UDPV4_WAN"), (Rows{"UDPV4", "UDPV4_WAN"}));
-    EXPECT_EQ(rowsMatching("SHMEM"), (Rows{"SHMEM"}));
-    EXPECT_EQ(rowsMatching("UDPV6"), (Rows{"UDPV6"}));
-    EXPECT_EQ(rowsMatching("WRITER_HISTORY"), (Rows{"WRITER_HISTORY"}));
-    EXPECT_EQ(rowsMatching("FLOW_CONTROLLER"), (Rows{"FLOW_CONTROLLER"}));
-    /* ...and the kinds that classification writes: every row name. Only the two extending
-     * transports take a second row. */
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
-        const std::string kind = row.name;
-        Rows expected{kind};
-        if (kind == "UDPV4_WAN") expected.insert("UDPV4");
-        if (kind == "TCPV4_TLS") expected.insert("TCPV4");
-        EXPECT_EQ(rowsMatching(kind), expected) << kind;
+    /* The kinds the prefix map writes itself, and every row name that classification writes: only the two
+     * extending transports take a second row. */
+    Names kinds = {"UDPV4", "SHMEM", "UDPV6", "WRITER_HISTORY", "FLOW_CONTROLLER"};
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) kinds.push_back(row.name);
+    for (const std::string &kind : kinds) {
+        std::set<std::string> matching, expected{kind};
+        for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
+            if (iContains(kind, row.name)) matching.insert(row.name);
+        if (kind == "UDPV4_WAN" || kind == "TCPV4_TLS") expected.insert(kind.substr(0, 5));
+        EXPECT_EQ(matching, expected) << kind;
     }
 }
 
@@ -167,42 +132,37 @@ TEST(PluginTable, LoadedPluginsClassifyToTheirRow) {
         EXPECT_EQ(classify(std::string(row.prefix) + ".instance1"), row.name);
         EXPECT_EQ(classify("my_plugin", row.createFunction), row.name);
     }
-    EXPECT_EQ(classify("DDS.Transport.udpv4_wan.edge"), "UDPV4_WAN");  /* letter case ignored */
+    EXPECT_EQ(classify("DDS.Transport.udpv4_wan.edge"), "UDPV4_WAN"); /* letter case ignored */
     EXPECT_EQ(classify("dds.transport.TCPv4_TLS.secure"), "TCPV4_TLS");
-    EXPECT_EQ(classify("dds.transport." + std::string("TCPv4.tunnel")), "TCPV4"); /* relay sub-transport */
+    EXPECT_EQ(classify("dds.transport.TCPv4.tunnel"), "TCPV4");               /* relay sub-transport */
     EXPECT_EQ(classify("my_plugin", "zyntransporttcpv4_create"), "");         /* create function: exact */
     EXPECT_EQ(classify("dds.transport.sctp.x"), "");
     /* The relay names its sub-transport, so it must accept that setting. */
     const PROPERTYPluginProperty *relay = pluginRow("RELAY");
     ASSERT_NE(relay, nullptr);
-    EXPECT_TRUE(contains(Names(relay->publicProperties, relay->publicProperties + relay->publicPropertiesSize),
-                         "subtransport"));
+    EXPECT_TRUE(contains(namesOf(relay->publicProperties, relay->publicPropertiesSize), "subtransport"));
 }
 
 TEST(PluginTable, SecurityRowsAgreeWithTheParticipantTables) {
-    /* Security is usually switched on without loading a plug-in, so its settings under the
-     * default prefixes must be valid participant names on their own. */
+    /* Security is usually switched on without loading a plug-in, so its settings under the default prefixes
+     * must be valid participant names on their own. */
     const Names open = namesOf(PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT, "public");
     const Names secret = namesOf(PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT, "private");
     for (const char *kind : {"AUTHENTICATION", "ACCESS_CONTROL", "CRYPTOGRAPHY"}) {
         const PROPERTYPluginProperty *row = pluginRow(kind);
         ASSERT_NE(row, nullptr) << kind;
-        for (int i = 0; i < row->publicPropertiesSize; ++i)
-            EXPECT_TRUE(contains(open, std::string(row->prefix) + "." + row->publicProperties[i]))
-                << kind << ": " << row->publicProperties[i];
-        for (int i = 0; i < row->privatePropertiesSize; ++i)
-            EXPECT_TRUE(contains(secret, std::string(row->prefix) + "." + row->privateProperties[i]))
-                << kind << ": " << row->privateProperties[i];
+        for (bool isSecret : {false, true})
+            for (const std::string &name : rowNames(*row, isSecret))
+                EXPECT_TRUE(contains(isSecret ? secret : open, name)) << kind << ": " << name;
     }
 }
 
-TEST(MutabilityTables, NoPluginNamesAreKnownToTheEntityTables) {
-    const Names loadPlugins(PROPERTY_LOAD_PLUGINS_ARRAY, PROPERTY_LOAD_PLUGINS_ARRAY + PROPERTY_LOAD_PLUGINS_ARRAY_COUNT);
+TEST(MutabilityTables, AgreeWithTheEntityAndPluginTables) {
+    const Names loadPlugins = namesOf(PROPERTY_LOAD_PLUGINS_ARRAY, PROPERTY_LOAD_PLUGINS_ARRAY_COUNT);
     EXPECT_EQ(loadPlugins, (Names{"dds.transport.load_plugins", "dds.discovery.endpoint.load_plugins",
                                   "dds.discovery.participant.load_plugins", "com.zyn.serv.load_plugin"}));
     const Names participant = namesOf(PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT, "public");
     for (const std::string &name : loadPlugins) EXPECT_TRUE(contains(participant, name)) << name;
-
     Names known(loadPlugins);
     for (const Kind &kind : kKinds)
         for (const char *const *table : {kind.open, kind.secret}) {
@@ -211,19 +171,17 @@ TEST(MutabilityTables, NoPluginNamesAreKnownToTheEntityTables) {
         }
     for (const PROPERTYValueAttributes &entry : PROPERTY_NO_PLUGIN_VALUE_ATTRIBUTES)
         EXPECT_TRUE(contains(known, entry.propertyName)) << entry.propertyName;
-}
 
-TEST(MutabilityTables, PluginRowsAgreeWithThePluginTable) {
     for (const PROPERTYPluginValueAttributes &mut : PROPERTY_PLUGIN_VALUE_ATTRIBUTES) {
         SCOPED_TRACE(mut.prefix);
         const PROPERTYPluginProperty *row = pluginRow(mut.name);
         ASSERT_NE(row, nullptr) << "no plug-in row of kind " << mut.name;
         EXPECT_STREQ(mut.createFunction, row->createFunction);
-        /* The instance this row describes is classified as the same kind by its name. */
+        /* The instance the row describes classifies as its kind, and accepts every name with a mutability. */
         EXPECT_EQ(classify(mut.prefix), mut.name);
-        /* Every name with a mutability is also a name the instance accepts. */
-        Names suffixes(row->publicProperties, row->publicProperties + row->publicPropertiesSize);
-        suffixes.insert(suffixes.end(), row->privateProperties, row->privateProperties + row->privatePropertiesSize);
+        Names suffixes = namesOf(row->publicProperties, row->publicPropertiesSize);
+        const Names privateSuffixes = namesOf(row->privateProperties, row->privatePropertiesSize);
+        suffixes.insert(suffixes.end(), privateSuffixes.begin(), privateSuffixes.end());
         for (DDS_Long i = 0; i < mut.propertiesSize; ++i)
             EXPECT_TRUE(contains(suffixes, mut.properties[i].propertyName)) << mut.properties[i].propertyName;
     }
