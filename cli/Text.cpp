@@ -47,6 +47,25 @@ std::size_t utf8Length(std::string_view text, std::size_t i)
     return n;
 }
 
+// The backslash escape that quoted text and JSON strings share, or null.
+const char *sharedEscape(unsigned char c)
+{
+    switch (c) {
+    case '"':
+        return "\\\"";
+    case '\\':
+        return "\\\\";
+    case '\n':
+        return "\\n";
+    case '\r':
+        return "\\r";
+    case '\t':
+        return "\\t";
+    default:
+        return nullptr;
+    }
+}
+
 } // namespace
 
 std::string quoted(std::string_view text)
@@ -56,30 +75,14 @@ std::string quoted(std::string_view text)
     out += '"';
     for (char ch : text) {
         const auto c = static_cast<unsigned char>(ch);
-        switch (ch) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        default:
-            if (c < 0x20 || c == 0x7F) {
-                char buffer[8];
-                std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
-                out += buffer;
-            } else {
-                out += ch;
-            }
+        if (const char *escape = sharedEscape(c)) {
+            out += escape;
+        } else if (c < 0x20 || c == 0x7F) {
+            char buffer[8];
+            std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
+            out += buffer;
+        } else {
+            out += ch;
         }
     }
     out += '"';
@@ -112,34 +115,12 @@ std::string jsonString(std::string_view text)
             }
             continue;
         }
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        default:
-            if (c < 0x20) {
-                appendHex4(out, c);
-            } else {
-                out += static_cast<char>(c);
-            }
+        if (const char *escape = sharedEscape(c)) {
+            out += escape;
+        } else if (c < 0x20) {
+            appendHex4(out, c);
+        } else {
+            out += static_cast<char>(c);
         }
         ++i;
     }
