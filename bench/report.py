@@ -111,7 +111,8 @@ def main():
               f"{tool.get('check_summary', '')}")
     caches = ", ".join(f"L{c['level']} {c['size'] // 1024} KiB" for c in context.get("caches", []))
     print(f"machine: {context.get('num_cpus', '?')} CPUs at {context.get('mhz_per_cpu', '?')} MHz"
-          f"{'; ' + caches if caches else ''}; library build: {context.get('library_build_type', '?')}")
+          f"{'; ' + caches if caches else ''}; load average at start: "
+          f"{', '.join(f'{x:.2f}' for x in context.get('load_avg', [])) or '?'}")
 
 
 main()
