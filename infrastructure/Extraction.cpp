@@ -25,7 +25,9 @@ bool beginsWith(const char *name, const char *prefix, size_t prefixLength, bool 
         return std::strncmp(name, prefix, prefixLength) == 0;
     }
     for (size_t i = 0; i < prefixLength; ++i) {
-        if (lower(static_cast<unsigned char>(name[i])) != lower(static_cast<unsigned char>(prefix[i]))) {
+        // Most characters agree exactly; only the others need folding.
+        if (name[i] != prefix[i] &&
+            lower(static_cast<unsigned char>(name[i])) != lower(static_cast<unsigned char>(prefix[i]))) {
             return false;
         }
     }

@@ -1,11 +1,15 @@
 // Property mutability: whether a property may change at any time, only until its entity is
 // enabled, or never; and the check of a requested policy change against it.
+#include <cstddef>
 #include <string.h>
 
 #include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
 using propqos_internal::NameIndex;
+
+// The index reads each property's name as the first field of its record.
+static_assert(offsetof(DDS_Property_t, name) == 0, "a property's record begins with its name");
 
 namespace {
 
@@ -210,9 +214,9 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
     ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
 
     const DDS_PropertySeq *old = &oldProperties->value;
-    const NameIndex oldNames(static_cast<size_t>(DDS_PropertySeq_get_length(old)), [old](size_t i) {
-        return DDS_PropertySeq_get_reference(old, static_cast<DDS_Long>(i))->name;
-    });
+    const NameIndex oldNames(old->_contiguous_buffer,
+                             static_cast<size_t>(DDS_PropertySeq_get_length(old)),
+                             sizeof(DDS_Property_t));
     const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);

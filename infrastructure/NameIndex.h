@@ -20,22 +20,36 @@ public:
     static constexpr long kNotFound = -1;
     static constexpr long kNoIndex = -2;   // the index could not be built: scan instead
 
+    // Eight bytes a step: the names compared here are long and share long prefixes.
     static uint64_t hashOf(const char *text)
     {
-        uint64_t hash = 1469598103934665603ull;   // FNV-1a
-        for (const unsigned char *c = reinterpret_cast<const unsigned char *>(text); *c != 0; ++c) {
-            hash = (hash ^ *c) * 1099511628211ull;
+        size_t length = std::strlen(text);
+        uint64_t hash = 0x9E3779B97F4A7C15ull ^ length;
+        size_t at = 0;
+        for (; at + 8 <= length; at += 8) {
+            uint64_t word;
+            std::memcpy(&word, text + at, sizeof word);
+            hash = (hash ^ word) * 0xFF51AFD7ED558CCDull;
+            hash ^= hash >> 32;
         }
-        return hash;
+        uint64_t tail = 0;
+        std::memcpy(&tail, text + at, length - at);
+        hash = (hash ^ tail) * 0xC4CEB9FE1A85EC53ull;
+        return hash ^ (hash >> 29);
     }
 
-    // `nameAt(i)` gives the i-th name (null names are left out).
-    template <typename NameAt>
-    NameIndex(size_t count, NameAt nameAt)
+    // Indexes `count` records of `stride` bytes from `records`, each beginning with a pointer to
+    // its name (a name table: stride sizeof(char *); a property sequence's storage: stride
+    // sizeof(DDS_Property_t)). Null names are left out.
+    NameIndex(const void *records, size_t count, size_t stride)
+        : records_(static_cast<const unsigned char *>(records)), stride_(stride)
     {
         size_t capacity = 16;
         while (capacity < 2 * count) {
             capacity *= 2;
+        }
+        if (count > 0xFFFFFFFEu) {
+            return;   // positions are kept in 32 bits; the caller scans instead
         }
         slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
         if (slots_ == nullptr) {
@@ -49,11 +63,11 @@ public:
             }
             uint64_t hash = hashOf(name);
             size_t at = static_cast<size_t>(hash) & mask_;
-            while (slots_[at].name != nullptr && !same(slots_[at], name, hash)) {
+            while (slots_[at].positionPlusOne != 0 && !same(slots_[at], name, hash)) {
                 at = (at + 1) & mask_;
             }
-            if (slots_[at].name == nullptr) {   // a repeated name keeps its first position
-                slots_[at] = Slot{hash, name, static_cast<long>(i)};
+            if (slots_[at].positionPlusOne == 0) {   // a repeated name keeps its first position
+                slots_[at] = Slot{static_cast<uint32_t>(hash), static_cast<uint32_t>(i + 1)};
             }
         }
     }
@@ -68,26 +82,35 @@ public:
         if (slots_ == nullptr) {
             return kNoIndex;
         }
-        for (size_t at = static_cast<size_t>(hash) & mask_; slots_[at].name != nullptr;
+        for (size_t at = static_cast<size_t>(hash) & mask_; slots_[at].positionPlusOne != 0;
              at = (at + 1) & mask_) {
             if (same(slots_[at], name, hash)) {
-                return slots_[at].position;
+                return static_cast<long>(slots_[at].positionPlusOne) - 1;
             }
         }
         return kNotFound;
     }
 
 private:
+    // Eight bytes: the low half of the name's hash and its position plus one (0: empty).
     struct Slot {
-        uint64_t hash;
-        const char *name;
-        long position;
+        uint32_t hash;
+        uint32_t positionPlusOne;
     };
-    static bool same(const Slot &slot, const char *name, uint64_t hash)
+    const char *nameAt(size_t i) const
     {
-        return slot.hash == hash && std::strcmp(slot.name, name) == 0;
+        const char *name;
+        std::memcpy(&name, records_ + i * stride_, sizeof name);
+        return name;
+    }
+    bool same(const Slot &slot, const char *name, uint64_t hash) const
+    {
+        return slot.hash == static_cast<uint32_t>(hash) &&
+               std::strcmp(nameAt(slot.positionPlusOne - 1), name) == 0;
     }
 
+    const unsigned char *records_;
+    size_t stride_;
     Slot *slots_ = nullptr;
     size_t mask_ = 0;
 };

@@ -100,8 +100,7 @@ public:
 class NameSet {
 public:
     explicit NameSet(const char *const *table)
-        : table_(table), index_(table != nullptr ? tableLength(table) : 0,
-                                [table](size_t i) { return table[i]; })
+        : table_(table), index_(table, table != nullptr ? tableLength(table) : 0, sizeof *table)
     {
     }
 

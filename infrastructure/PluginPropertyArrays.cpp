@@ -30,16 +30,13 @@ inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(
 struct ArrayEntries {
     const char *outOfResources;
     const char *prefixCopy;
-    const char *separator;
-    const char *suffix;
+    const char *suffix;   // (appending the "." separator cannot fail: the string is sized for it)
 };
 constexpr ArrayEntries kPublicEntries = {"validPublicProperties",
                                          "validPublicProperties: property prefix",
-                                         "validPublicProperties: separator",
                                          "validPublicProperties: property suffix"};
 constexpr ArrayEntries kPrivateEntries = {"validPrivateProperties",
                                           "validPrivateProperties: property prefix",
-                                          "validPrivateProperties: separator",
                                           "validPrivateProperties: property suffix"};
 
 // Writes `prefix` "." suffix for every suffix, from slot *index on. A string whose composition
@@ -59,21 +56,22 @@ bool writeNames(char **array, int *index, const char *prefix, const char *const 
                        entries.outOfResources);
             return false;
         }
-        if (ZynOsapiUtility_strcpy(name, capacity, prefix) == nullptr) {
+        // The string is sized for exactly prefix "." suffix, so only a missing part can make
+        // the composition fail; the parts are then copied in place, this being the hot path of
+        // every participant's validation.
+        if (prefix == nullptr) {
             ZYN_LOG_IN(kPerPluginFunction, ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s,
                        entries.prefixCopy);
             return false;
         }
-        if (ZynOsapiUtility_strncat(name, capacity, ".", 1) == nullptr) {
-            ZYN_LOG_IN(kPerPluginFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
-                       entries.separator);
-            return false;
-        }
-        if (ZynOsapiUtility_strncat(name, capacity, suffix, suffixLength) == nullptr) {
+        if (suffix == nullptr) {
             ZYN_LOG_IN(kPerPluginFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
                        entries.suffix);
             return false;
         }
+        std::memcpy(name, prefix, prefixLength);
+        name[prefixLength] = '.';
+        std::memcpy(name + prefixLength + 1, suffix, suffixLength + 1);
         ++*index;
     }
     return true;

@@ -38,26 +38,31 @@ char *VorlString_iFindSubString(const char *haystack, const char *needle)
     if (haystack == nullptr || needle == nullptr) {
         return nullptr;
     }
-    if (needle[0] == '\0') {
+    const size_t needleLength = std::strlen(needle);
+    const size_t haystackLength = std::strlen(haystack);
+    if (needleLength > haystackLength) {
+        return nullptr;
+    }
+    if (needleLength == 0) {
         return const_cast<char *>(haystack);
     }
     const unsigned char first = lower(static_cast<unsigned char>(needle[0]));
-    for (const char *h = haystack; *h != '\0'; ++h) {
-        if (lower(static_cast<unsigned char>(*h)) != first) {
+    const unsigned char firstUpper =
+        (first >= 'a' && first <= 'z') ? static_cast<unsigned char>(first - ('a' - 'A')) : first;
+    const char *last = haystack + (haystackLength - needleLength);
+    for (const char *h = haystack; h <= last; ++h) {
+        const auto c = static_cast<unsigned char>(*h);
+        if (c != first && c != firstUpper) {
             continue;
         }
-        const char *a = h + 1;
-        const char *b = needle + 1;
-        while (*b != '\0' && lower(static_cast<unsigned char>(*a)) ==
-                                 lower(static_cast<unsigned char>(*b))) {
-            ++a;
-            ++b;
+        size_t i = 1;
+        while (i < needleLength && (h[i] == needle[i] ||
+                                    lower(static_cast<unsigned char>(h[i])) ==
+                                        lower(static_cast<unsigned char>(needle[i])))) {
+            ++i;
         }
-        if (*b == '\0') {
+        if (i == needleLength) {
             return const_cast<char *>(h);
-        }
-        if (*a == '\0') {
-            return nullptr;   // the rest of the haystack is shorter than the needle
         }
     }
     return nullptr;
