@@ -138,7 +138,8 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
 {
     // A null prefix is refused the engine's way before it is measured.
     ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
-    char prefix[kPrefixCapacity + 1] = {0};
+    char prefix[kPrefixCapacity + 1];
+    prefix[0] = '\0';   // the bounded copy terminates what it writes
     size_t prefixLength = std::strlen(name_prefix);
     if (ZynOsapiUtility_strncpy(prefix, kPrefixCapacity, name_prefix, prefixLength) == nullptr) {
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_INITIALIZE_TEMPLATE, "Prefix name");

@@ -514,12 +514,19 @@ DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Prope
     if (existing == nullptr) {
         return DDS_PropertySeq_add_element(self, element, name, value);
     }
-    char *copy = DDS_String_dup(value);
-    if (copy == nullptr) {
-        return DDS_RETCODE_OUT_OF_RESOURCES;
+    // A value that fits in the string already held is written over it: replacing a setting
+    // with one of the same size is the common case and needs no allocation.
+    size_t length = std::strlen(value);
+    if (existing->value != nullptr && length <= std::strlen(existing->value)) {
+        std::memmove(existing->value, value, length + 1);
+    } else {
+        char *copy = DDS_String_dup(value);
+        if (copy == nullptr) {
+            return DDS_RETCODE_OUT_OF_RESOURCES;
+        }
+        DDS_String_free(existing->value);
+        existing->value = copy;
     }
-    DDS_String_free(existing->value);
-    existing->value = copy;
     if (element != nullptr) {
         *element = existing;
     }
