@@ -45,6 +45,16 @@ bool trustEntryEnabled(const VorlWorker *worker)
            (worker->_activityContext->categoryMask & ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR]) != 0;
 }
 
+// Stores `fresh` in an element's string slot. The old string is released only when the sequence
+// owns it: strings in lent storage are the lender's.
+void replaceString(const DDS_PropertySeq *sequence, char *&slot, char *fresh)
+{
+    if (slot != nullptr && DDS_PropertySeq_has_ownership(sequence)) {
+        DDS_String_free(slot);
+    }
+    slot = fresh;
+}
+
 }  // namespace
 
 extern "C" {
@@ -180,8 +190,10 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE,
                      "Value of the prefix property");
     }
-    DDS_String_free(entry->name);
-    entry->name = nullptr;
+    if (entry->name != nullptr) {
+        DDS_String_free(entry->name);
+        entry->name = nullptr;
+    }
     if (!DDS_PropertySeq_set_length(properties, length)) {
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_SET_TEMPLATE, "Length for prefix property");
     }
@@ -268,9 +280,8 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_into_policy(
                          "Property name '%s' with the suffix '%s'.\n", shortName, outPropertiesName);
             goto finish;
         }
-        // What the out policy held in this slot is replaced, not leaked.
-        DDS_String_free(to->name);
-        to->name = name;
+        // What an owning out policy held in this slot is replaced, not leaked.
+        replaceString(&outPolicy->value, to->name, name);
         char *value = nullptr;
         if (from->value != nullptr && (value = DDS_String_dup(from->value)) == nullptr) {
             ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_COPY_TEMPLATE,
@@ -278,8 +289,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_into_policy(
                          from->value, outPropertiesName);
             goto finish;
         }
-        DDS_String_free(to->value);
-        to->value = value;
+        replaceString(&outPolicy->value, to->value, value);
     }
     result = DDS_RETCODE_OK;
 finish:

@@ -20,7 +20,12 @@ public:
             ZynOsapiUtility_snprintf(text_, capacity, "%s%s%s", prefix, ".", name);
         }
     }
-    ~ComposedName() { DDS_String_free(text_); }
+    ~ComposedName()
+    {
+        if (text_ != nullptr) {
+            DDS_String_free(text_);
+        }
+    }
     ComposedName(const ComposedName &) = delete;
     ComposedName &operator=(const ComposedName &) = delete;
     const char *get() const { return text_; }

@@ -38,12 +38,13 @@ Found findText(const DDS_PropertyQosPolicy *self, const char *name)
 using PointerStore = DDS_ReturnCode_t (*)(DDS_PropertyQosPolicy *, const char *, const char *,
                                           DDS_Boolean);
 
-DDS_ReturnCode_t storePointer(DDS_PropertyQosPolicy *policy, const char *name,
-                              const void *pointer, PointerStore store)
+// `function` is the writer's name, under which its entry is filed.
+DDS_ReturnCode_t storePointer(const char *function, DDS_PropertyQosPolicy *policy,
+                              const char *name, const void *pointer, PointerStore store)
 {
     char buffer[kPointerBufferSize];
     if (ZynOsapiUtility_snprintf(buffer, kPointerBufferSize, "%p", pointer) < 1) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "snprintf");
+        ZYN_LOG_IN(function, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "snprintf");
         return DDS_RETCODE_ERROR;
     }
     return store(policy, name, buffer, DDS_BOOLEAN_FALSE);
@@ -84,14 +85,15 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_pointer_property(DDS_PropertyQo
                                                                   const char *name,
                                                                   const void *pointer)
 {
-    return storePointer(policy, name, pointer, &DDS_PropertyQosPolicyHelper_add_property);
+    return storePointer(__func__, policy, name, pointer, &DDS_PropertyQosPolicyHelper_add_property);
 }
 
 DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assert_pointer_property(DDS_PropertyQosPolicy *policy,
                                                                      const char *name,
                                                                      const void *pointer)
 {
-    return storePointer(policy, name, pointer, &DDS_PropertyQosPolicyHelper_assert_property);
+    return storePointer(__func__, policy, name, pointer,
+                        &DDS_PropertyQosPolicyHelper_assert_property);
 }
 
 DDS_ReturnCode_t DDSPropertyQosPolicy_propertyValueToBoolean(const char *value,

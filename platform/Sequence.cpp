@@ -113,9 +113,13 @@ struct Sequence {
         return DDS_BOOLEAN_TRUE;
     }
 
-    // Releases the strings of elements [from, to) of an owning sequence.
+    // Takes elements [from, to) out of the sequence: an owning sequence releases their strings;
+    // in lent storage they are left where they are, for the lender to release.
     static void releaseRange(Seq *self, DDS_UnsignedLong from, DDS_UnsignedLong to)
     {
+        if (!self->_owned) {
+            return;
+        }
         for (DDS_UnsignedLong i = from; i < to; ++i) {
             releaseElement(self->_contiguous_buffer[i]);
         }
@@ -290,8 +294,8 @@ struct Sequence {
             self->_contiguous_buffer = copies;
             self->_maximum = src->_length;
         } else {
-            // The copies move into the lent slots; the slots beyond them were released above or
-            // lie beyond the old length, and are left holding null strings.
+            // The copies move into the lent slots; what the slots held is the lender's, and so
+            // are the slots beyond the copies.
             if (src->_length > 0) {
                 std::memcpy(static_cast<void *>(self->_contiguous_buffer), copies,
                             src->_length * sizeof(Elem));
@@ -517,14 +521,16 @@ DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Prope
     // A value that fits in the string already held is written over it: replacing a setting
     // with one of the same size is the common case and needs no allocation.
     size_t length = std::strlen(value);
-    if (existing->value != nullptr && length <= std::strlen(existing->value)) {
+    if (self->_owned && existing->value != nullptr && length <= std::strlen(existing->value)) {
         std::memmove(existing->value, value, length + 1);
     } else {
         char *copy = DDS_String_dup(value);
         if (copy == nullptr) {
             return DDS_RETCODE_OUT_OF_RESOURCES;
         }
-        DDS_String_free(existing->value);
+        if (self->_owned) {
+            DDS_String_free(existing->value);
+        }
         existing->value = copy;
     }
     if (element != nullptr) {
@@ -543,7 +549,8 @@ DDS_ReturnCode_t DDS_PropertySeq_remove_element(DDS_PropertySeq *self, const cha
         return DDS_RETCODE_NO_DATA;
     }
     DDS_Property_t *buffer = self->_contiguous_buffer;
-    releaseElement(buffer[index]);
+    PropertySeq::releaseRange(self, static_cast<DDS_UnsignedLong>(index),
+                              static_cast<DDS_UnsignedLong>(index) + 1);
     DDS_UnsignedLong last = self->_length - 1;
     if (static_cast<DDS_UnsignedLong>(index) < last) {
         std::memmove(static_cast<void *>(buffer + index), buffer + index + 1,

@@ -4,9 +4,12 @@
  * - Lengths, maxima and indices are DDS_Long and compared as signed numbers; a negative one fails.
  * - A sequence owns its storage (_owned TRUE) unless storage was lent with *_loan_contiguous;
  *   lent storage is never grown, shrunk or freed (set_maximum fails, finalize returns FALSE).
- * - The strings of the elements within the length belong to the sequence, lent or not: they
- *   come from DDS_String_alloc/DDS_String_dup and are released when replaced or when the
- *   length drops below them. An element brought within the length holds null strings.
+ * - An owning sequence owns its elements' strings (from DDS_String_alloc/DDS_String_dup) and
+ *   releases them when they are replaced or the length drops below them. Nothing is ever freed
+ *   through lent storage: its strings stay the lender's, also those the sequence stored there;
+ *   slots dropped below the length keep their strings for the lender to release, and a string
+ *   replaced in place (assert, copy) or removed is the lender's to have kept. An element brought
+ *   within the length holds null strings, in lent storage too (the slot is cleared).
  * - Growth of a full sequence (add/assert) doubles the maximum (at least 4 slots), within
  *   _absolute_maximum.
  * - A failed operation leaves the sequence as it was.
