@@ -8,6 +8,8 @@
 
 using propqos_internal::NameIndex;
 
+// Room for the index of a policy of up to 512 properties (8 KiB).
+constexpr size_t kIndexSlots = 1024;
 // The index reads each property's name as the first field of its record.
 static_assert(offsetof(DDS_Property_t, name) == 0, "a property's record begins with its name");
 
@@ -214,9 +216,12 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
     ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
 
     const DDS_PropertySeq *old = &oldProperties->value;
+    // The change check allocates nothing of its own: the index lives on the stack, and policies
+    // too large for it are scanned.
+    NameIndex::Slot slots[kIndexSlots];
     const NameIndex oldNames(old->_contiguous_buffer,
                              static_cast<size_t>(DDS_PropertySeq_get_length(old)),
-                             sizeof(DDS_Property_t));
+                             sizeof(DDS_Property_t), slots, kIndexSlots, false);
     const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);

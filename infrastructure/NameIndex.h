@@ -2,9 +2,9 @@
 //
 // Checking one list of names against another is quadratic when done by scanning; the policies
 // and tables the module compares hold hundreds of names. The index lives only for the call that
-// builds it (the module keeps no state between calls) and comes from the module's heap; when it
-// cannot be allocated, find() says so and the caller scans instead, so an answer never depends
-// on memory.
+// builds it (the module keeps no state between calls), in the caller's storage or on the module's
+// heap; when it has neither, find() says so and the caller scans instead, so an answer never
+// depends on memory.
 #ifndef PROPQOS_INFRASTRUCTURE_NAMEINDEX_H
 #define PROPQOS_INFRASTRUCTURE_NAMEINDEX_H
 
@@ -41,7 +41,17 @@ public:
     // Indexes `count` records of `stride` bytes from `records`, each beginning with a pointer to
     // its name (a name table: stride sizeof(char *); a property sequence's storage: stride
     // sizeof(DDS_Property_t)). Null names are left out.
-    NameIndex(const void *records, size_t count, size_t stride)
+    // Eight bytes: the low half of the name's hash and its position plus one (0: empty).
+    struct Slot {
+        uint32_t hash;
+        uint32_t positionPlusOne;
+    };
+
+    // The slots come from `storage` (`storageSlots` of them, the caller's, often on its stack)
+    // when they fit there, else from the module's heap when `useHeap`; without either the
+    // caller scans.
+    NameIndex(const void *records, size_t count, size_t stride, Slot *storage = nullptr,
+              size_t storageSlots = 0, bool useHeap = true)
         : records_(static_cast<const unsigned char *>(records)), stride_(stride)
     {
         size_t capacity = 16;
@@ -51,7 +61,13 @@ public:
         if (count > 0xFFFFFFFEu) {
             return;   // positions are kept in 32 bits; the caller scans instead
         }
-        slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
+        if (storage != nullptr && capacity <= storageSlots) {
+            std::memset(static_cast<void *>(storage), 0, capacity * sizeof(Slot));
+            slots_ = storage;
+        } else if (useHeap) {
+            slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
+            owned_ = slots_ != nullptr;
+        }
         if (slots_ == nullptr) {
             return;
         }
@@ -71,7 +87,12 @@ public:
             }
         }
     }
-    ~NameIndex() { ZynHeap_free(slots_); }
+    ~NameIndex()
+    {
+        if (owned_) {
+            ZynHeap_free(slots_);
+        }
+    }
     NameIndex(const NameIndex &) = delete;
     NameIndex &operator=(const NameIndex &) = delete;
 
@@ -92,11 +113,6 @@ public:
     }
 
 private:
-    // Eight bytes: the low half of the name's hash and its position plus one (0: empty).
-    struct Slot {
-        uint32_t hash;
-        uint32_t positionPlusOne;
-    };
     const char *nameAt(size_t i) const
     {
         const char *name;
@@ -112,6 +128,7 @@ private:
     const unsigned char *records_;
     size_t stride_;
     Slot *slots_ = nullptr;
+    bool owned_ = false;
     size_t mask_ = 0;
 };
 

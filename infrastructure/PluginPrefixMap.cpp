@@ -55,15 +55,14 @@ public:
     static constexpr size_t kFixedCapacity = 1024;
 
     NameBuffer() { fixed_[0] = '\0'; }
-    ~NameBuffer() { DDS_String_free(heap_); }
+    ~NameBuffer() { releaseHeap(); }
     NameBuffer(const NameBuffer &) = delete;
     NameBuffer &operator=(const NameBuffer &) = delete;
 
     // Room for `capacity` characters and the terminator; false when the heap cannot give it.
     bool reserve(size_t capacity)
     {
-        DDS_String_free(heap_);
-        heap_ = nullptr;
+        releaseHeap();
         capacity_ = capacity;
         if (capacity <= kFixedCapacity) {
             text_ = fixed_;
@@ -77,6 +76,14 @@ public:
     size_t capacity() const { return capacity_; }
 
 private:
+    void releaseHeap()
+    {
+        if (heap_ != nullptr) {
+            DDS_String_free(heap_);
+            heap_ = nullptr;
+        }
+    }
+
     char fixed_[kFixedCapacity + 1];
     char *heap_ = nullptr;
     char *text_ = nullptr;
@@ -87,7 +94,12 @@ private:
 class HeapString {
 public:
     explicit HeapString(size_t capacity) : text_(DDS_String_alloc(capacity)) {}
-    ~HeapString() { DDS_String_free(text_); }
+    ~HeapString()
+    {
+        if (text_ != nullptr) {
+            DDS_String_free(text_);
+        }
+    }
     HeapString(const HeapString &) = delete;
     HeapString &operator=(const HeapString &) = delete;
     char *get() const { return text_; }
