@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,30 +18,62 @@ using namespace propqos_test;
 using Entries = std::vector<std::pair<std::string, std::string>>;  // prefix, kind
 using Names = std::vector<std::string>;
 
+const PROPERTYPluginProperty *const kRows = PROPERTY_VALID_PLUGIN_PROPERTIES;
+const Entries kBuiltins = {{"dds.transport.UDPv4.builtin", "UDPV4"},
+                           {"dds.transport.UDPv4_WAN.builtin", "UDPV4_WAN"},
+                           {"dds.transport.shmem.builtin", "SHMEM"},
+                           {"dds.transport.UDPv6.builtin", "UDPV6"}};
+
 class PluginPropertyArraysTest : public ModuleTest {};
 
-// The caller's release: every slot below the count, then the array.
-void freeNameArray(char **array, int count)
+std::string lower(std::string s)
 {
-    if (array == nullptr)
-        return;
-    for (int i = 0; i < count; ++i)
-        DDS_String_free(array[i]);
-    ZynOsapiHeap_freeArray(array);
+    std::transform(s.begin(), s.end(), s.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return s;
 }
 
-// One call of the builder as its caller makes it, released as its caller does.
+// The kind the table gives a plug-in's name: the first row whose prefix occurs in it.
+std::string kindByName(const std::string &name)
+{
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
+        if (lower(name).find(lower(row.prefix)) != std::string::npos)
+            return row.name;
+    return "";
+}
+
+// The names the table gives a map: entries in order, rows whose name occurs in the entry's kind
+// in order, suffixes in order.
+std::pair<Names, Names> expand(const Entries &map)
+{
+    std::pair<Names, Names> names;
+    for (const auto &[prefix, kind] : map) {
+        for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
+            if (lower(kind).find(lower(row.name)) == std::string::npos)
+                continue;
+            for (int i = 0; i < row.publicPropertiesSize; ++i)
+                names.first.push_back(prefix + "." + row.publicProperties[i]);
+            for (int i = 0; i < row.privatePropertiesSize; ++i)
+                names.second.push_back(prefix + "." + row.privateProperties[i]);
+        }
+    }
+    return names;
+}
+
+// One call of the builder as its caller makes it, released as its caller does: every slot below
+// the count, then the array.
 struct Build {
-    char **pub = nullptr;
-    char **priv = nullptr;
-    int pubCount;
-    int privCount;
+    char **pub = nullptr, **priv = nullptr;
+    int pubCount, privCount;
     DDS_StringSeq omitted = DDS_SEQUENCE_INITIALIZER;
     explicit Build(int extraSlots = 1) : pubCount(extraSlots), privCount(extraSlots) {}
     ~Build()
     {
-        freeNameArray(pub, pubCount);
-        freeNameArray(priv, privCount);
+        for (auto [array, count] : {std::pair{pub, pubCount}, std::pair{priv, privCount}}) {
+            for (int i = 0; array != nullptr && i < count; ++i)
+                DDS_String_free(array[i]);
+            ZynOsapiHeap_freeArray(array);
+        }
         DDS_StringSeq_finalize(&omitted);
     }
     int run(const DDS_PropertyQosPolicy *policy, DDS_EntityKind_t kind)
@@ -50,131 +83,66 @@ struct Build {
     }
 };
 
-bool iContains(std::string haystack, std::string needle)
-{
-    for (std::string *s : {&haystack, &needle})
-        std::transform(s->begin(), s->end(), s->begin(),
-                       [](unsigned char c) { return char(std::tolower(c)); });
-    return haystack.find(needle) != std::string::npos;
-}
-
-// The names the table gives a map: entries in order, matching rows in order, suffixes in order.
-std::pair<Names, Names> expand(const Entries &map)
-{
-    std::pair<Names, Names> names;
-    for (const auto &entry : map) {
-        for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
-            if (!iContains(entry.second, row.name))
-                continue;
-            for (int i = 0; i < row.publicPropertiesSize; ++i)
-                names.first.push_back(entry.first + "." + row.publicProperties[i]);
-            for (int i = 0; i < row.privatePropertiesSize; ++i)
-                names.second.push_back(entry.first + "." + row.privateProperties[i]);
-        }
-    }
-    return names;
-}
-
-// The participant's prefix map, from the sources themselves.
-Entries participantMap(const DDS_PropertyQosPolicy *policy)
-{
-    DDS_TagSeq map = DDS_SEQUENCE_INITIALIZER;
-    DDS_StringSeq omitted = DDS_SEQUENCE_INITIALIZER;
-    EXPECT_TRUE(
-        DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&map, &omitted, policy) &&
-        DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(&map, &omitted, policy) &&
-        DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&map) &&
-        DDS_PropertyQosPolicy_populateFlowControllerPrefixes(&map, policy));
-    Entries entries;
-    for (DDS_Long i = 0; i < DDS_TagSeq_get_length(&map); ++i) {
-        entries.emplace_back(DDS_TagSeq_get_reference(&map, i)->name,
-                             DDS_TagSeq_get_reference(&map, i)->value);
-    }
-    DDS_TagSeq_finalize(&map);
-    DDS_StringSeq_finalize(&omitted);
-    return entries;
-}
-
 // A complete array: the names, "" in the next slot, null slots up to the count.
 void expectTable(char **array, int count, const Names &names)
 {
     ASSERT_NE(array, nullptr);
     ASSERT_GE(count, static_cast<int>(names.size()) + 1);
-    for (size_t i = 0; i < names.size(); ++i) {
-        ASSERT_NE(array[i], nullptr) << i;
-        EXPECT_EQ(array[i], names[i]) << i;
-    }
+    for (size_t i = 0; i < names.size(); ++i)
+        EXPECT_EQ(array[i] != nullptr ? array[i] : "<null>", names[i]) << i;
     EXPECT_STREQ(array[names.size()], "");
     for (int i = static_cast<int>(names.size()) + 1; i < count; ++i)
         EXPECT_EQ(array[i], nullptr) << i;
 }
 
-// One of everything: a nesting kind, a kind with private suffixes loaded twice, an unknown
-// plug-in, a sub-transport, two flow controllers and a writer history.
+// One of everything: a nesting kind (its name holds another row's) with a sub-transport, a kind
+// with private suffixes loaded twice, an unknown plug-in, two flow controllers and a writer
+// history.
 struct RichPolicy {
-    std::string first = std::string(PROPERTY_VALID_PLUGIN_PROPERTIES[0].prefix) + ".first";
-    std::string secured;
-    const PROPERTYPluginProperty *securedRow = nullptr;
-    ScopedPolicy policy;
-    RichPolicy()
+    const std::string first = std::string(kRows[0].prefix) + ".first",
+                      secured = std::string(kRows[7].prefix) + ".secured",
+                      bucket = "dds.flow_controller.token_bucket.";
+    ScopedPolicy policy{
+        {"dds.transport.load_plugins", (first + "," + secured + ",unknown.one," + secured).c_str()},
+        {(first + ".subtransport").c_str(), "shmem"},
+        {(bucket + "fast.scheduling").c_str(), "x"},
+        {(bucket + "fast.bucket.period").c_str(), "x"},
+        {(bucket + "slow.period").c_str(), "x"},
+        {"dds.data_writer.history.plugin_name", "my.history"}};
+    Entries participantMap() const
     {
-        for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-            if (row.privatePropertiesSize > 0 && securedRow == nullptr)
-                securedRow = &row;
-        secured = std::string(securedRow->prefix) + ".secured";
-        const std::string bucket = "dds.flow_controller.token_bucket.";
-        const std::pair<std::string, std::string> properties[] = {
-            {"dds.transport.load_plugins", first + "," + secured + ",unknown.one," + secured},
-            {first + ".subtransport", "shmem"},
-            {bucket + "fast.scheduling", "x"},
-            {bucket + "fast.bucket.period", "x"},
-            {bucket + "slow.period", "x"},
-            {"dds.data_writer.history.plugin_name", "my.history"}};
-        for (const auto &p : properties)
-            DDS_PropertyQosPolicyHelper_add_property(&policy, p.first.c_str(), p.second.c_str(),
-                                                     DDS_BOOLEAN_FALSE);
+        Entries map = {{first, kindByName(first)},
+                       {secured, kindByName(secured)},
+                       {secured, kindByName(secured)},
+                       {first + ".shmem", kindByName("dds.transport.shmem")}};
+        map.insert(map.end(), kBuiltins.begin(), kBuiltins.end());
+        map.insert(map.end(),
+                   {{bucket + "fast", "FLOW_CONTROLLER"}, {bucket + "slow", "FLOW_CONTROLLER"}});
+        return map;
     }
 };
-
-const Entries kBuiltins = {{"dds.transport.UDPv4.builtin", "UDPV4"},
-                           {"dds.transport.UDPv4_WAN.builtin", "UDPV4_WAN"},
-                           {"dds.transport.shmem.builtin", "SHMEM"},
-                           {"dds.transport.UDPv6.builtin", "UDPV6"}};
 
 TEST_F(PluginPropertyArraysTest, EachEntityKindGetsItsPluginsNamesInExactlyFullArrays)
 {
     RichPolicy rich;
-    ASSERT_FALSE(rich.secured.empty());
-    for (DDS_EntityKind_t kind :
-         {DDS_UNKNOWN_ENTITY_KIND, DDS_PUBLISHER_ENTITY_KIND, DDS_SUBSCRIBER_ENTITY_KIND,
-          DDS_TOPIC_ENTITY_KIND, DDS_DATAREADER_ENTITY_KIND}) {
-        Build b;  // no source runs: the terminators alone
-        ASSERT_EQ(b.run(&rich.policy, kind), 1);
-        EXPECT_EQ(b.pubCount, 1);
-        EXPECT_EQ(b.privCount, 1);
-        expectTable(b.pub, b.pubCount, {});
-        expectTable(b.priv, b.privCount, {});
-    }
-    const ScopedPolicy plain{{"dds.unrelated", "1"}};
+    ASSERT_GT(kRows[7].privatePropertiesSize, 0);
+    ASSERT_NE(std::string(kRows[0].name).find(kRows[1].name), std::string::npos);
     const struct {
-        const DDS_PropertyQosPolicy *policy;
         DDS_EntityKind_t kind;
         Entries map;
         Names omitted;
     } cases[] = {
-        {&plain.policy, DDS_PARTICIPANT_ENTITY_KIND, kBuiltins, {}},
-        {&rich.policy.policy,
-         DDS_PARTICIPANT_ENTITY_KIND,
-         participantMap(&rich.policy),
-         {"unknown.one"}},
-        {&rich.policy.policy, DDS_DATAWRITER_ENTITY_KIND, {{"my.history", "WRITER_HISTORY"}}, {}},
-        {&plain.policy, DDS_DATAWRITER_ENTITY_KIND, {}, {}},
+        {DDS_PARTICIPANT_ENTITY_KIND, rich.participantMap(), {"unknown.one"}},
+        {DDS_DATAWRITER_ENTITY_KIND, {{"my.history", "WRITER_HISTORY"}}, {}},
+        {DDS_DATAREADER_ENTITY_KIND, {}, {}},  // no source: terminators only
     };
     for (const auto &c : cases) {
         const std::pair<Names, Names> names = expand(c.map);
         for (int extra : {1, 3}) {  // slots asked for beyond the names stay null and count
+            SCOPED_TRACE(std::to_string(c.kind) + " with " + std::to_string(c.map.size()) +
+                         " entries, " + std::to_string(extra) + " extra");
             Build b(extra);
-            ASSERT_EQ(b.run(c.policy, c.kind), 1);
+            ASSERT_EQ(b.run(&rich.policy, c.kind), 1);
             EXPECT_EQ(b.pubCount, static_cast<int>(names.first.size()) + extra);
             EXPECT_EQ(b.privCount, static_cast<int>(names.second.size()) + extra);
             expectTable(b.pub, b.pubCount, names.first);
@@ -185,26 +153,18 @@ TEST_F(PluginPropertyArraysTest, EachEntityKindGetsItsPluginsNamesInExactlyFullA
             EXPECT_EQ(omitted, c.omitted);
         }
     }
-    // The instance loaded twice gives each of its names twice.
-    Build b;
-    ASSERT_EQ(b.run(&rich.policy, DDS_PARTICIPANT_ENTITY_KIND), 1);
-    EXPECT_EQ(std::count(b.priv, b.priv + b.privCount,
-                         rich.secured + "." + rich.securedRow->privateProperties[0]),
-              2);
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
 TEST_F(PluginPropertyArraysTest, HelpersCountWriteAndClose)
 {
     // Counting ignores letter case and adds to what the counts hold; a stranger adds nothing.
-    const char *kind = PROPERTY_VALID_PLUGIN_PROPERTIES[0].name;
+    const char *kind = kRows[0].name;
     const std::pair<Names, Names> names = expand({{"x.", kind}});
-    std::string quiet = kind;
-    std::transform(quiet.begin(), quiet.end(), quiet.begin(),
-                   [](unsigned char c) { return char(std::tolower(c)); });
     int pub = 10, priv = 20;
-    ASSERT_EQ(DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, quiet.c_str()), 1);
-    ASSERT_EQ(DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, "NO_SUCH_KIND"), 1);
+    ASSERT_TRUE(
+        DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, lower(kind).c_str()));
+    ASSERT_TRUE(DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, "NO_SUCH_KIND"));
     EXPECT_EQ(pub, 10 + static_cast<int>(names.first.size()));
     EXPECT_EQ(priv, 20 + static_cast<int>(names.second.size()));
 
@@ -213,21 +173,17 @@ TEST_F(PluginPropertyArraysTest, HelpersCountWriteAndClose)
     std::vector<char *> pubSlots(names.first.size() + 2), privSlots(names.second.size() + 3);
     int pubIndex = 1, privIndex = 2;
     DDS_Tag entry = {const_cast<char *>("x."), const_cast<char *>(kind)};
-    ASSERT_EQ(DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(
-                  pubSlots.data(), privSlots.data(), &pubIndex, &privIndex, &entry),
-              1);
-    ASSERT_EQ(DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(
-                  pubSlots.data(), privSlots.data(), &pubIndex, &privIndex),
-              1);
+    ASSERT_TRUE(DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(
+        pubSlots.data(), privSlots.data(), &pubIndex, &privIndex, &entry));
+    ASSERT_TRUE(DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(
+        pubSlots.data(), privSlots.data(), &pubIndex, &privIndex));
     EXPECT_EQ(pubIndex, static_cast<int>(pubSlots.size()));
     EXPECT_EQ(privIndex, static_cast<int>(privSlots.size()));
     EXPECT_EQ(pubSlots[0], nullptr);
     expectTable(pubSlots.data() + 1, static_cast<int>(pubSlots.size()) - 1, names.first);
     expectTable(privSlots.data() + 2, static_cast<int>(privSlots.size()) - 2, names.second);
-    for (char *s : pubSlots)
-        DDS_String_free(s);
-    for (char *s : privSlots)
-        DDS_String_free(s);
+    for (std::vector<char *> *slots : {&pubSlots, &privSlots})
+        std::for_each(slots->begin(), slots->end(), DDS_String_free);
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
@@ -235,45 +191,30 @@ TEST_F(PluginPropertyArraysTest, NullArgumentsAndAnOverlongCreateFunction)
 {
     char **a = nullptr;
     int n = 1;
-    char *slots[1] = {nullptr};
+    char *s[1] = {nullptr};
     DDS_StringSeq om = DDS_SEQUENCE_INITIALIZER;
     const DDS_EntityKind_t k = DDS_PARTICIPANT_ENTITY_KIND;
-    const std::pair<int, const char *> cases[] = {
-        {DDS_PropertyQosPolicy_populatePluginProperties(nullptr, nullptr, &n, &n, nullptr, nullptr,
-                                                        k),
-         "validPublicProperties"},
-        {DDS_PropertyQosPolicy_populatePluginProperties(&a, nullptr, &n, &n, nullptr, nullptr, k),
-         "validPrivateProperties"},
-        {DDS_PropertyQosPolicy_populatePluginProperties(&a, &a, &n, &n, nullptr, nullptr, k),
-         "omittedPrefixes"},
-        {DDS_PropertyQosPolicy_populatePluginProperties(&a, &a, &n, &n, &om, nullptr, k),
-         "inputProperty"},
-        {DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&n, &n, nullptr), "pluginName"},
-        {DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(nullptr, nullptr, &n, &n,
-                                                                      nullptr),
-         "validPublicProperties"},
-        {DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(slots, nullptr, &n, &n,
-                                                                      nullptr),
-         "validPrivateProperties"},
-        {DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(slots, slots, &n, &n,
-                                                                      nullptr),
-         "prefixPluginName"},
-        {DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(nullptr, nullptr, &n, &n),
-         "validPublicProperties"},
-        {DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(slots, nullptr, &n, &n),
-         "validPrivateProperties"},
+    const auto refused = [&](int result, const std::string &test) {
+        EXPECT_EQ(result, 0) << test;
+        expectOnlyEntry(1, "ZYN_LOG_PRECONDITION_FAILURE_s", {"\"" + test + " == ((void *)0)\""});
+        log.clear();
     };
-    ASSERT_EQ(log.size(), std::size(cases)) << log.dump();
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(cases[i].first, 0) << i;
-        EXPECT_EQ(log.entries()[i].args,
-                  (Names{"\"" + std::string(cases[i].second) + " == ((void *)0)\""}))
-            << i;
-    }
-    EXPECT_TRUE(a == nullptr && n == 1 && slots[0] == nullptr);
+    const auto build = DDS_PropertyQosPolicy_populatePluginProperties;
+    const auto write = DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin;
+    const auto close = DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray;
+    refused(build(nullptr, nullptr, &n, &n, nullptr, nullptr, k), "validPublicProperties");
+    refused(build(&a, nullptr, &n, &n, nullptr, nullptr, k), "validPrivateProperties");
+    refused(build(&a, &a, &n, &n, nullptr, nullptr, k), "omittedPrefixes");
+    refused(build(&a, &a, &n, &n, &om, nullptr, k), "inputProperty");
+    refused(DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&n, &n, nullptr), "pluginName");
+    refused(write(nullptr, nullptr, &n, &n, nullptr), "validPublicProperties");
+    refused(write(s, nullptr, &n, &n, nullptr), "validPrivateProperties");
+    refused(write(s, s, &n, &n, nullptr), "prefixPluginName");
+    refused(close(nullptr, nullptr, &n, &n), "validPublicProperties");
+    refused(close(s, nullptr, &n, &n), "validPrivateProperties");
+    EXPECT_TRUE(a == nullptr && n == 1 && s[0] == nullptr);
 
     // A create function longer than the buffer fails the build before anything is allocated.
-    log.clear();
     const std::string tooLong(255, 'f');
     ScopedPolicy policy{{"dds.transport.load_plugins", "p"},
                         {"p.create_function", tooLong.c_str()}};
@@ -297,7 +238,7 @@ TEST_F(PluginPropertyArraysTest, AllocationFailureAnywhereLeavesArraysTheCallerC
             pubAll.assign(b.pub, b.pub + b.pubCount);
             privAll.assign(b.priv, b.priv + b.privCount);
         }
-        auto leadingPart = [](char **array, const Names &all) {
+        const auto leadingPart = [](char **array, const Names &all) {
             size_t i = 0;
             while (i < all.size() && array[i] != nullptr && all[i] == array[i])
                 ++i;
@@ -305,7 +246,7 @@ TEST_F(PluginPropertyArraysTest, AllocationFailureAnywhereLeavesArraysTheCallerC
                 ++i;
             return i == all.size();
         };
-        Names lastEntries;
+        std::set<std::string> seen;  // every entry written: identifier and arguments
         sweepAllocationFailures([&](long k) {
             log.clear();
             Build b;
@@ -317,12 +258,13 @@ TEST_F(PluginPropertyArraysTest, AllocationFailureAnywhereLeavesArraysTheCallerC
             if (result == 1)
                 return true;
             EXPECT_GE(log.size(), 1u);
-            for (const CapturedEntry &e : log.entries())
+            for (const CapturedEntry &e : log.entries()) {
                 EXPECT_EQ(e.level, 2) << "k=" << k << "\n" << log.dump();
-            std::string last = log.entries().back().templateId;
-            for (const std::string &arg : log.entries().back().args)
-                last += " " + arg;
-            lastEntries.push_back(last);
+                std::string text = e.templateId;
+                for (const std::string &arg : e.args)
+                    text += " " + arg;
+                seen.insert(text);
+            }
             // Counts untouched or complete; no public array means no private one either.
             EXPECT_TRUE(b.pubCount == 1 || b.pubCount == static_cast<int>(pubAll.size())) << k;
             EXPECT_TRUE(b.pub != nullptr || b.priv == nullptr) << k;
@@ -330,22 +272,25 @@ TEST_F(PluginPropertyArraysTest, AllocationFailureAnywhereLeavesArraysTheCallerC
             EXPECT_TRUE(b.priv == nullptr || leadingPart(b.priv, privAll)) << k;
             return false;  // ~Build is the caller's release; the sweep checks it
         });
-        // The failures reached every stage of the build.
-        Names stages = {
-            "DDS_LOG_SET_FAILURE_s maximum prefixMap",
-            "ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd " + std::to_string(pubAll.size()) + " 8",
-            "ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd " + std::to_string(privAll.size()) + " 8",
-            "ZYN_LOG_ADD_FAILURE_s plugin properties",
-            "ZYN_LOG_ADD_FAILURE_s Empty string at the end of arrays"};
-        const Names sources =
-            kind == DDS_PARTICIPANT_ENTITY_KIND
-                ? Names{"Plugin Names per load_plugin", "Plugin Names per subtransport",
-                        "Builtin plugin properties", "Flow Controller properties"}
-                : Names{"Writer History properties"};
-        for (const std::string &s : sources)
-            stages.push_back("ZYN_LOG_ADD_FAILURE_s " + s);
-        for (const std::string &s : stages)
-            EXPECT_NE(std::find(lastEntries.begin(), lastEntries.end(), s), lastEntries.end()) << s;
+        // The failures reached every stage of the build, each with its entry.
+        const std::string add = "ZYN_LOG_ADD_FAILURE_s ", out = "DDS_LOG_OUT_OF_RESOURCES_s ",
+                          array = "ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd ";
+        Names stages = {"DDS_LOG_SET_FAILURE_s maximum prefixMap",
+                        out + "validPublicProperties",
+                        out + "validPrivateProperties",
+                        array + std::to_string(pubAll.size()) + " 8",
+                        array + std::to_string(privAll.size()) + " 8",
+                        add + "plugin properties",
+                        add + "Empty string at the end of arrays"};
+        if (kind == DDS_DATAWRITER_ENTITY_KIND)
+            stages.push_back(add + "Writer History properties");
+        else
+            for (const char *source :
+                 {"Plugin Names per load_plugin", "Plugin Names per subtransport",
+                  "Builtin plugin properties", "Flow Controller properties"})
+                stages.push_back(add + source);
+        for (const std::string &stage : stages)
+            EXPECT_EQ(seen.count(stage), 1u) << stage;
     }
 }
 
