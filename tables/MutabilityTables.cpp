@@ -11,6 +11,7 @@
  * Both tables are searched by binary search, so both are sorted by byte order (checked below).
  * The plug-in rows are searched by leading prefix; no prefix may be a leading part of another, or
  * a name could fall under two rows. */
+#include "tables/ConstexprStrings.h"
 #include "tables/Tables.h"
 
 #include <cstddef>
@@ -152,18 +153,7 @@ const char *const PROPERTY_LOAD_PLUGINS_ARRAY[PROPERTY_LOAD_PLUGINS_ARRAY_COUNT]
 /* ---- compile-time checks: what the binary searches rely on ---- */
 namespace {
 
-constexpr std::size_t length(const char *s) {
-    std::size_t n = 0;
-    while (s[n] != '\0') ++n;
-    return n;
-}
-
-/* strcmp's order: bytes compared as unsigned char. */
-constexpr int compare(const char *a, const char *b) {
-    std::size_t i = 0;
-    while (a[i] != '\0' && a[i] == b[i]) ++i;
-    return static_cast<int>(static_cast<unsigned char>(a[i])) - static_cast<int>(static_cast<unsigned char>(b[i]));
-}
+using namespace propqos_tables;
 
 /* strncmp(a, b, min length) == 0: one is a leading part of the other. */
 constexpr bool nested(const char *a, const char *b) {

@@ -14,38 +14,14 @@
  *    whose prefix contains an earlier row's prefix would never be reached, so extending kinds
  *    ("dds.transport.UDPv4_WAN") come before the kinds they extend ("dds.transport.UDPv4").
  * Both rules, and the shape of every string, are checked below at compile time. */
+#include "tables/ConstexprStrings.h"
 #include "tables/Tables.h"
 
 #include <cstddef>
 
 namespace {
 
-/* ---- constexpr string helpers for the checks ---- */
-
-constexpr std::size_t length(const char *s) {
-    std::size_t n = 0;
-    while (s[n] != '\0') ++n;
-    return n;
-}
-
-constexpr bool equal(const char *a, const char *b) {
-    std::size_t i = 0;
-    while (a[i] != '\0' && a[i] == b[i]) ++i;
-    return a[i] == b[i];
-}
-
-constexpr char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-/* Whether `needle` occurs in `haystack`, letter case ignored: the runtime matcher's rule. */
-constexpr bool iContains(const char *haystack, const char *needle) {
-    const std::size_t h = length(haystack), n = length(needle);
-    for (std::size_t start = 0; start + n <= h; ++start) {
-        std::size_t i = 0;
-        while (i < n && lower(haystack[start + i]) == lower(needle[i])) ++i;
-        if (i == n) return true;
-    }
-    return false;
-}
+using namespace propqos_tables;
 
 /* A suffix is relative and dotted: lower-case words of [a-z0-9_] joined by single dots. */
 constexpr bool wellFormedSuffix(const char *s) {

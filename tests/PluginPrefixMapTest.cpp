@@ -27,22 +27,6 @@ const PROPERTYPluginProperty *const kRows = PROPERTY_VALID_PLUGIN_PROPERTIES;
 
 class PluginPrefixMapTest : public ModuleTest {};
 
-std::string lower(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return char(std::tolower(c)); });
-    return s;
-}
-
-// The kind the table gives a name: the first row whose prefix occurs in it, case ignored.
-std::string kindByName(const std::string &name)
-{
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (lower(name).find(lower(row.prefix)) != std::string::npos)
-            return row.name;
-    return "";
-}
-
 Entries operator+(Entries a, const Entries &b)
 {
     a.insert(a.end(), b.begin(), b.end());

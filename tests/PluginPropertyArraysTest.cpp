@@ -26,22 +26,6 @@ const Entries kBuiltins = {{"dds.transport.UDPv4.builtin", "UDPV4"},
 
 class PluginPropertyArraysTest : public ModuleTest {};
 
-std::string lower(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return char(std::tolower(c)); });
-    return s;
-}
-
-// The kind the table gives a plug-in's name: the first row whose prefix occurs in it.
-std::string kindByName(const std::string &name)
-{
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (lower(name).find(lower(row.prefix)) != std::string::npos)
-            return row.name;
-    return "";
-}
-
 // The names the table gives a map: entries in order, rows whose name occurs in the entry's kind
 // in order, suffixes in order.
 std::pair<Names, Names> expand(const Entries &map)

@@ -12,16 +12,6 @@ namespace {
 
 class PolicyLifecycleTest : public ModuleTest {};
 
-std::string describe(const DDS_PropertyQosPolicy &policy)
-{
-    std::string out;
-    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&policy.value); ++i) {
-        const DDS_Property_t *p = DDS_PropertySeq_get_reference(&policy.value, i);
-        out += std::string(p->name) + "=" + p->value + (p->propagate ? "+" : "") + ";";
-    }
-    return out;
-}
-
 // Empty, owning and initialised; with `everyField`, every other field of the initializer too.
 void expectEmpty(const DDS_PropertyQosPolicy &policy, bool everyField = false)
 {

@@ -19,15 +19,6 @@ constexpr auto lookupIndex = DDS_PropertyQosPolicyHelper_lookup_property_index;
 constexpr auto lookupWithPrefix = DDS_PropertyQosPolicyHelper_lookup_property_with_prefix;
 constexpr auto removeProperty = DDS_PropertyQosPolicyHelper_remove_property;
 
-std::string describe(const DDS_PropertyQosPolicy &policy)
-{
-    std::string out;
-    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&policy.value); ++i) {
-        const DDS_Property_t *p = DDS_PropertySeq_get_reference(&policy.value, i);
-        out += std::string(p->name) + "=" + p->value + (p->propagate ? "+" : "") + ";";
-    }
-    return out;
-}
 std::string shown(const DDS_Property_t *p)
 {
     return p == nullptr ? "(none)" : std::string(p->value) + (p->propagate ? "+" : "");

@@ -1,6 +1,10 @@
 #include "support/TestSupport.h"
 
+#include <algorithm>
+#include <cctype>
 #include <sstream>
+
+#include "tables/Tables.h"
 
 namespace propqos_test {
 
@@ -92,6 +96,31 @@ void ModuleTest::expectPrecondition(const std::string &test)
                              {"\"" + test + "\""}))
         << log.dump();
     EXPECT_EQ(ZynLog_g_preconditionDetected, 1);
+}
+
+std::string describe(const DDS_PropertyQosPolicy &policy)
+{
+    std::string out;
+    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&policy.value); ++i) {
+        const DDS_Property_t *p = DDS_PropertySeq_get_reference(&policy.value, i);
+        out += std::string(p->name) + "=" + p->value + (p->propagate ? "+" : "") + ";";
+    }
+    return out;
+}
+
+std::string lower(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return text;
+}
+
+std::string kindByName(const std::string &name)
+{
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
+        if (lower(name).find(lower(row.prefix)) != std::string::npos)
+            return row.name;
+    return "";
 }
 
 ScopedPolicy::ScopedPolicy(std::initializer_list<std::pair<const char *, const char *>> properties)

@@ -93,6 +93,13 @@ long sweepAllocationFailures(Body body, long limit = 100000)
     return limit;
 }
 
+// "name=value;" for each property, with "+" after the value of one marked to propagate.
+std::string describe(const DDS_PropertyQosPolicy &policy);
+std::string lower(std::string text);
+// The kind the plug-in table gives a plug-in loaded under `name`: the first row whose prefix
+// occurs in it, letter case ignored ("" when none does).
+std::string kindByName(const std::string &name);
+
 // A policy owned by the test, finalised on every path.
 struct ScopedPolicy {
     DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
