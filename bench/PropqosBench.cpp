@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bench/BenchData.h"
-#include "infrastructure/PropertyQosPolicy.h"
+#include <propqos/PropertyQosPolicy.h>
 
 using namespace propqos_bench;
 

@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include <propqos/sys/Strings.h>
+
 #include "Commands.hpp"
 #include "Text.hpp"
 

@@ -4,6 +4,8 @@
 
 #include "Commands.hpp"
 #include "Text.hpp"
+#include <propqos/sys/Strings.h>
+
 #include "tables/Tables.h"
 
 namespace propqos::cli

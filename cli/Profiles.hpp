@@ -16,7 +16,7 @@
 #include <pugixml.hpp>
 
 #include "Source.hpp"
-#include "infrastructure/PropertyList.hpp"
+#include <propqos/PropertyList.hpp>
 
 namespace propqos::cli
 {

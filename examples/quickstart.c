@@ -3,7 +3,7 @@
  * with the secret redacted. */
 #include <stdio.h>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include <propqos/PropertyQosPolicy.h>
 
 int main(void)
 {

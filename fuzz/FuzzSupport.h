@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include <propqos/PropertyQosPolicy.h>
 
 namespace propqos_fuzz {
 

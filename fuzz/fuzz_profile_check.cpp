@@ -14,7 +14,7 @@
 
 #include "Commands.hpp"
 #include "fuzz/FuzzSupport.h"
-#include "infrastructure/PropertyList.hpp"
+#include <propqos/PropertyList.hpp>
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The minimum product version with which a participant's transports stay compatible.
-#include "infrastructure/PropertyQosPolicy.h"
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
 

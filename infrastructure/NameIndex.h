@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/Heap.h"
+#include <propqos/Heap.h>
 
 namespace propqos_internal {
 

@@ -1,6 +1,6 @@
 // Policy lifecycle: default value, initialisation, deep copy, comparison, finalisation, and the
 // forwarders to the presentation form.
-#include "infrastructure/PropertyQosPolicy.h"
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 extern "C" {
 

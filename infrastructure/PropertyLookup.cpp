@@ -2,7 +2,7 @@
 // remove.
 #include <cstring>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // and on their total string length, with an entry that names the limit to raise.
 #include <cstring>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
 

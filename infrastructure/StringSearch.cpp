@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "infrastructure/PropertyQosPolicyInternal.h"
-#include "platform/OrderedSearch.h"
+#include <propqos/sys/OrderedSearch.h>
 
 namespace {
 

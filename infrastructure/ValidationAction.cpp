@@ -2,7 +2,7 @@
 // and written to its own property list.
 #include <cstring>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/Presentation.h"
-#include "platform/Strings.h"
+#include <propqos/Presentation.h>
+#include <propqos/sys/Strings.h>
 
 namespace {
 

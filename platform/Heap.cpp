@@ -1,4 +1,5 @@
-#include "platform/Heap.h"
+#include <propqos/Heap.h>
+#include <propqos/testing.h>
 
 #include <atomic>
 #include <cstdlib>

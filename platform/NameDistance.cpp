@@ -21,7 +21,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "platform/Strings.h"
+#include <propqos/sys/Strings.h>
 
 namespace {
 

@@ -3,7 +3,7 @@
 // errno, the locale or the width of long.
 #include <cstdint>
 
-#include "platform/Strings.h"
+#include <propqos/sys/Strings.h>
 
 namespace {
 

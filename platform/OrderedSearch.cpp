@@ -1,5 +1,5 @@
 // Binary search over an array of sorted records.
-#include "platform/OrderedSearch.h"
+#include <propqos/sys/OrderedSearch.h>
 
 extern "C" {
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/Strings.h"
+#include <propqos/sys/Strings.h>
 
 namespace {
 // Length of `src` limited to `count`, without reading past the count.

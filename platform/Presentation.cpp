@@ -1,10 +1,10 @@
 // Conversion between a property sequence and the presentation layer's compact form, in which
 // names and values live back to back in one character buffer.
-#include "platform/Presentation.h"
+#include <propqos/Presentation.h>
 
 #include <cstring>
 
-#include "platform/Heap.h"
+#include <propqos/Heap.h>
 
 namespace {
 void clear(TaviPropertyQosPolicy *policy) { policy->data = TaviSequenceProperty{}; }

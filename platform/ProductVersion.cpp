@@ -1,5 +1,5 @@
 // Product versions in text form: "major.minor.release" with an optional ".revision".
-#include "platform/ProductVersion.h"
+#include <propqos/ProductVersion.h>
 
 namespace {
 

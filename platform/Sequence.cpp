@@ -1,10 +1,10 @@
 // One implementation of the sequence contract for the property, string and tag families.
-#include "platform/Sequence.h"
+#include <propqos/Sequence.h>
 
 #include <cstring>
 
-#include "platform/Heap.h"
-#include "platform/Strings.h"
+#include <propqos/Heap.h>
+#include <propqos/sys/Strings.h>
 
 namespace {
 

@@ -4,7 +4,7 @@
 // pthread_mutexattr_setrobust (in glibc since 2.12): a process that dies holding one does not
 // leave the others blocked forever. The other platforms we build for use semaphores that have
 // no such recovery, so they answer no.
-#include "platform/SharedMemory.h"
+#include <propqos/testing.h>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "platform/Heap.h"
-#include "platform/Sequence.h"
+#include <propqos/Heap.h>
+#include <propqos/Sequence.h>
 
 extern "C" {
 

@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "platform/Strings.h"
+#include <propqos/sys/Strings.h>
 
 namespace {
 inline unsigned char lower(unsigned char c)

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/XmlSave.h"
+#include <propqos/XmlSave.h>
 
 namespace {
 

@@ -2,7 +2,7 @@
 #ifndef PROPQOS_TABLES_TABLES_H
 #define PROPQOS_TABLES_TABLES_H
 
-#include "platform/Types.h"
+#include <propqos/Types.h>
 
 #ifdef __cplusplus
 extern "C" {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Strings.h"
+#include <propqos/sys/Strings.h>
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "infrastructure/PropertyList.hpp"
-#include "platform/TestHooks.h"
+#include <propqos/PropertyList.hpp>
+#include <propqos/testing.h>
 
 namespace
 {

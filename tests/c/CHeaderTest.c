@@ -2,7 +2,8 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include <propqos/PropertyQosPolicy.h>
+#include <propqos/testing.h>
 
 static int failures = 0;
 #define CHECK(condition)                                                   \

@@ -9,7 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include <propqos/PropertyQosPolicy.h>
+#include <propqos/testing.h>
+
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace propqos_test {
 

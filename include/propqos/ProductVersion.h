@@ -1,12 +1,12 @@
 /* Product versions: four small unsigned numbers compared field by field. */
-#ifndef PROPQOS_PLATFORM_PRODUCTVERSION_H
-#define PROPQOS_PLATFORM_PRODUCTVERSION_H
+#ifndef PROPQOS_PRODUCTVERSION_H
+#define PROPQOS_PRODUCTVERSION_H
 
-#include "platform/Types.h"
+#include "Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "Types.h"
+
+PROPQOS_BEGIN_DECLS
 
 typedef struct DDS_ProductVersion_t {
     DDS_Char major;
@@ -22,8 +22,6 @@ DDS_Boolean DDS_ProductVersion_from_string(DDS_ProductVersion_t *self, const cha
  * compared as unsigned numbers in the order major, minor, release, revision. */
 int DDS_ProductVersion_compare(const DDS_ProductVersion_t *left, const DDS_ProductVersion_t *right);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

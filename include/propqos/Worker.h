@@ -1,10 +1,10 @@
 /* The worker record that carries a thread's logging activity context. */
-#ifndef PROPQOS_PLATFORM_WORKER_H
-#define PROPQOS_PLATFORM_WORKER_H
+#ifndef PROPQOS_WORKER_H
+#define PROPQOS_WORKER_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "Export.h"
+
+PROPQOS_BEGIN_DECLS
 
 typedef struct VorlActivityContext {
     unsigned int categoryMask;   /* categories this activity logs */
@@ -15,8 +15,6 @@ typedef struct VorlWorker {
     VorlActivityContext *_activityContext;   /* null when no activity is set */
 } VorlWorker;
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

@@ -6,24 +6,20 @@
  * resource-limit check, saving with redaction, the transport minimum compatibility version,
  * sorted search, the plug-in prefix map and valid plug-in names, property-name validation and
  * the validation action, and mutability. Usable from C11 and C++17. */
-#ifndef PROPQOS_INFRASTRUCTURE_PROPERTYQOSPOLICY_H
-#define PROPQOS_INFRASTRUCTURE_PROPERTYQOSPOLICY_H
+#ifndef PROPQOS_PROPERTYQOSPOLICY_H
+#define PROPQOS_PROPERTYQOSPOLICY_H
 
-#include "platform/Heap.h"
-#include "platform/Log.h"
-#include "platform/OrderedSearch.h"
-#include "platform/Presentation.h"
-#include "platform/ProductVersion.h"
-#include "platform/Sequence.h"
-#include "platform/SharedMemory.h"
-#include "platform/Strings.h"
-#include "platform/Types.h"
-#include "platform/Worker.h"
-#include "platform/XmlSave.h"
+#include "Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "Heap.h"
+#include "Presentation.h"
+#include "ProductVersion.h"
+#include "Sequence.h"
+#include "Types.h"
+#include "Worker.h"
+#include "XmlSave.h"
+
+PROPQOS_BEGIN_DECLS
 
 typedef struct DDS_PropertyQosPolicy {
     DDS_PropertySeq value;
@@ -222,8 +218,6 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
                                                  const DDS_PropertyQosPolicy *oldProperties,
                                                  int isEntityEnabled);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

@@ -1,13 +1,13 @@
 /* The presentation layer's form of a property policy, its conversion from and to a property
  * sequence, and its duration parser. */
-#ifndef PROPQOS_PLATFORM_PRESENTATION_H
-#define PROPQOS_PLATFORM_PRESENTATION_H
+#ifndef PROPQOS_PRESENTATION_H
+#define PROPQOS_PRESENTATION_H
 
-#include "platform/Sequence.h"
+#include "Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "Sequence.h"
+
+PROPQOS_BEGIN_DECLS
 
 typedef struct TaviProperty {
     char *name;
@@ -67,8 +67,6 @@ typedef struct ZynNtpTime {
  * overflow. Non-zero on success; on failure `out` is left untouched. */
 int TaviSequenceProperty_parseDurationString(const char *text, ZynNtpTime *out);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

@@ -1,13 +1,13 @@
 /* String utilities of the layers below: bounded copies and formatting (ZynOsapiUtility_*),
  * comparisons, searches, number conversions and name validation (VorlString_*). */
-#ifndef PROPQOS_PLATFORM_STRINGS_H
-#define PROPQOS_PLATFORM_STRINGS_H
+#ifndef PROPQOS_STRINGS_H
+#define PROPQOS_STRINGS_H
 
-#include "platform/Types.h"
+#include "../Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "../Types.h"
+
+PROPQOS_BEGIN_DECLS
 
 /* ---- bounded strings ----
  * `capacity` counts characters without the terminator: the destination holds capacity + 1
@@ -57,8 +57,6 @@ int VorlString_strToUnsignedLong(const char *text, DDS_UnsignedLong *out);
 int VorlString_validateName(DDS_Long *index, DDS_Long *distance, const char *name,
                             const char *const *validNames, int caseSensitive);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

@@ -13,16 +13,16 @@
  * buffer, the length would not fit its counter, a tag kind is unknown or a tag name is null. A
  * context already in error gets nothing. A null context is ignored. Tag names are written as
  * given: they are the caller's constants, not data. */
-#ifndef PROPQOS_PLATFORM_XMLSAVE_H
-#define PROPQOS_PLATFORM_XMLSAVE_H
+#ifndef PROPQOS_XMLSAVE_H
+#define PROPQOS_XMLSAVE_H
+
+#include "Export.h"
 
 #include <stdio.h>
 
-#include "platform/Types.h"
+#include "Types.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+PROPQOS_BEGIN_DECLS
 
 typedef struct ZynXMLSaveContext {
     FILE *fout;                           /* output file, or null */
@@ -47,8 +47,6 @@ void DDS_XMLHelper_save_tag(const char *tagName, int tagKind, ZynXMLSaveContext 
 void DDS_XMLHelper_save_string(const char *tagName, const char *text, int omitEmpty, int cdata,
                                ZynXMLSaveContext *context);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

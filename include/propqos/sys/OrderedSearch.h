@@ -1,12 +1,12 @@
 /* Binary search over an array of records sorted by a caller's comparator. */
-#ifndef PROPQOS_PLATFORM_ORDEREDSEARCH_H
-#define PROPQOS_PLATFORM_ORDEREDSEARCH_H
+#ifndef PROPQOS_ORDEREDSEARCH_H
+#define PROPQOS_ORDEREDSEARCH_H
 
-#include "platform/Types.h"
+#include "../Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "../Types.h"
+
+PROPQOS_BEGIN_DECLS
 
 /* Negative when `target` sorts before `record`, zero when it matches, positive after. */
 typedef DDS_Long (*VorlOrderedDataType_CompareFn)(const void *target, const void *record);
@@ -20,8 +20,6 @@ const void *VorlOrderedDataType_binarySearch(DDS_UnsignedLong *outIndex, const v
                                              size_t elementSize, int insertionIndex,
                                              VorlOrderedDataType_CompareFn compare);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

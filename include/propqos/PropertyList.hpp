@@ -23,7 +23,8 @@
 #include <utility>
 #include <vector>
 
-#include "infrastructure/PropertyQosPolicy.h"
+#include "Log.h"
+#include "PropertyQosPolicy.h"
 
 namespace propqos
 {

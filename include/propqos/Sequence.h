@@ -21,14 +21,14 @@
  *   propagate take part, as a remote peer would see them.
  * - from_delimited_string trims blanks (space, tab, CR, LF) around each piece and drops empty
  *   pieces: "a, b,,c" gives a, b, c; an empty text gives an empty sequence. */
-#ifndef PROPQOS_PLATFORM_SEQUENCE_H
-#define PROPQOS_PLATFORM_SEQUENCE_H
+#ifndef PROPQOS_SEQUENCE_H
+#define PROPQOS_SEQUENCE_H
 
-#include "platform/Types.h"
+#include "Export.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "Types.h"
+
+PROPQOS_BEGIN_DECLS
 
 /* The initialised marker held in _sequence_init. */
 #define DDS_SEQUENCE_MAGIC_NUMBER 0x7344
@@ -183,8 +183,6 @@ DDS_Boolean DDS_TagSeq_unloan(DDS_TagSeq *self);
 DDS_ReturnCode_t DDS_TagSeq_add_element(DDS_TagSeq *self, DDS_Tag **element, const char *name,
                                         const char *value);
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif

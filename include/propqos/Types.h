@@ -1,13 +1,13 @@
 /* Scalar types, result codes and entity kinds shared by every layer. */
-#ifndef PROPQOS_PLATFORM_TYPES_H
-#define PROPQOS_PLATFORM_TYPES_H
+#ifndef PROPQOS_TYPES_H
+#define PROPQOS_TYPES_H
+
+#include "Export.h"
 
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+PROPQOS_BEGIN_DECLS
 
 typedef int32_t DDS_Long;
 typedef uint32_t DDS_UnsignedLong;
@@ -44,8 +44,6 @@ typedef enum DDS_EntityKind_t {
     DDS_DATAWRITER_ENTITY_KIND = 6
 } DDS_EntityKind_t;
 
-#ifdef __cplusplus
-}
-#endif
+PROPQOS_END_DECLS
 
 #endif
