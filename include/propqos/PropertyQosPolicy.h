@@ -5,7 +5,30 @@
  * lifecycle and presentation form, single properties, typed values, extraction by prefix,
  * resource-limit check, saving with redaction, the transport minimum compatibility version,
  * sorted search, the plug-in prefix map and valid plug-in names, property-name validation and
- * the validation action, and mutability. Usable from C11 and C++17. */
+ * the validation action, and mutability. Usable from C11 and C++17.
+ *
+ * Conventions
+ * - Results. Operations that change a policy or fill an output return a DDS_ReturnCode_t
+ *   (DDS_RETCODE_OK on success; NO_DATA when a name to remove is absent). The typed lookups
+ *   (integer, long long, unsigned, duration, pointer) and the comparison return a DDS_Boolean:
+ *   TRUE when the value was found and read. The checks, the name validation, the plug-in
+ *   operations, is_consistentI, isMutabilityConsistent and lookup_boolean_propertyI return an int,
+ *   1 for true or success and 0 otherwise. DDS_PropertyQosPolicy_copy returns its output, or null.
+ * - Failures are also logged: a null argument is a precondition entry (<propqos/Log.h>); nothing
+ *   is thrown and partial output is not rolled back.
+ * - Buffers the caller provides: DDS_PropertyQosPolicy_getPluginCreateFunction writes into a
+ *   caller's buffer of 255 bytes (at most 254 characters and the terminator).
+ * - Ownership. The caller owns every policy and every output sequence; a sequence owns its
+ *   elements' strings (DDS_String_alloc / DDS_String_dup, released by the sequence). A property
+ *   returned by a lookup points into the policy: do not free it; it is valid until the policy
+ *   next changes. The valid plug-in property arrays belong to the caller: free each non-null slot
+ *   below the returned count with DDS_String_free, then the array with ZynOsapiHeap_freeArray.
+ *   The module keeps no reference to anything after a call returns.
+ * - Threads. The module has no state between calls. Calls on distinct policies may run
+ *   concurrently from any number of threads; one policy is used by one thread at a time (reading
+ *   calls on a policy that no thread changes may share it). The only global state is the logging
+ *   service's (<propqos/Log.h>: the sink, the masks and the precondition flags), which is safe
+ *   to change while other threads call the module. */
 #ifndef PROPQOS_PROPERTYQOSPOLICY_H
 #define PROPQOS_PROPERTYQOSPOLICY_H
 
