@@ -34,6 +34,18 @@ bool beginsWith(const char *name, const char *prefix, size_t prefixLength, bool 
     return true;
 }
 
+// True when `out` is, or shares its storage with, the sequence `policy` holds: filling it would
+// release or move the very elements being read. Null arguments are refused elsewhere.
+bool aliasesPolicy(const DDS_PropertySeq *out, const DDS_PropertyQosPolicy *policy)
+{
+    if (out == nullptr || policy == nullptr) {
+        return false;
+    }
+    return out == &policy->value ||
+           (out->_contiguous_buffer != nullptr &&
+            out->_contiguous_buffer == policy->value._contiguous_buffer);
+}
+
 // Entries of getTrustPluginsProperties are written when the module's masks allow the error
 // level, or when the worker's activity asks for errors of a category the log wants.
 bool trustEntryEnabled(const VorlWorker *worker)
@@ -69,6 +81,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
     ZYN_PRECONDITION(ZYN_IS_NULL(policy), return DDS_RETCODE_BAD_PARAMETER);
     ZYN_PRECONDITION(ZYN_IS_NULL(properties), return DDS_RETCODE_BAD_PARAMETER);
     ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION(aliasesPolicy(properties, policy), return DDS_RETCODE_BAD_PARAMETER);
 
     const DDS_PropertySeq *source = &policy->value;
     DDS_Long maximum = DDS_PropertySeq_get_maximum(properties);
@@ -148,6 +161,8 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
 {
     // A null prefix is refused the engine's way before it is measured.
     ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
+    // The prefix entry below must not be added to a policy that was refused as its own output.
+    ZYN_PRECONDITION(aliasesPolicy(properties, policy), return DDS_RETCODE_BAD_PARAMETER);
     char prefix[kPrefixCapacity + 1];
     prefix[0] = '\0';   // the bounded copy terminates what it writes
     size_t prefixLength = std::strlen(name_prefix);

@@ -190,7 +190,7 @@ TEST_F(ExtractionTest, WithoutPrefixBoundsOfThePrefixBuffer)
     }
 }
 
-TEST_F(ExtractionTest, NullArguments)
+TEST_F(ExtractionTest, NullAndAliasedArguments)
 {
     ScopedPolicy policy{{"a.x", "1"}};
     ScopedSeq out;
@@ -221,6 +221,37 @@ TEST_F(ExtractionTest, NullArguments)
     log.clear();
     EXPECT_EQ(without(policy.get(), nullptr, "a", 1), DDS_RETCODE_BAD_PARAMETER);
     expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, kPrecondition, {"\"properties == ((void *)0)\""});
+
+    // An output that is the policy's own sequence, or shares its storage, is refused before
+    // anything is read or written, by every extraction and at every size.
+    for (int count : {1, 3, 10000}) {
+        ScopedPolicy own;
+        for (int i = 0; i < count; ++i) {
+            const std::string name = "dds.sec.a.x" + std::to_string(i);
+            DDS_PropertyQosPolicyHelper_add_property(own.get(), name.c_str(), "v", 0);
+        }
+        const Texts before = contents(own);
+        const DDS_Long maximum = DDS_PropertySeq_get_maximum(&own.get()->value);
+        DDS_PropertySeq shared = DDS_SEQUENCE_INITIALIZER;
+        ASSERT_TRUE(DDS_PropertySeq_loan_contiguous(&shared, own.get()->value._contiguous_buffer,
+                                                    0, maximum));
+        for (DDS_PropertySeq *alias : {&own.get()->value, &shared}) {
+            const std::pair<std::string, DDS_ReturnCode_t> calls[] = {
+                {kGet, get(own.get(), alias, "dds.")},
+                {kAppend, append(own.get(), alias, "dds.")},
+                {kWithout, without(own.get(), alias, "dds.sec.a", 1)},
+                {kTrust, trust(own.get(), alias, "dds.sec.a", nullptr)}};
+            for (const auto &[function, result] : calls) {
+                EXPECT_EQ(result, DDS_RETCODE_BAD_PARAMETER) << function;
+            }
+            EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_PRECONDITION, kPrecondition,
+                                     {"\"aliasesPolicy(properties, policy)\""}));
+            EXPECT_EQ(contents(own), before);
+            EXPECT_EQ(DDS_PropertySeq_get_maximum(&own.get()->value), maximum);
+            log.clear();
+        }
+        DDS_PropertySeq_unloan(&shared);
+    }
 
     // Into a policy: plain error entries, checked in order, no precondition raised.
     ScopedPolicy outPolicy;
