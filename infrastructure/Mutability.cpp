@@ -8,7 +8,8 @@
 
 using propqos_internal::NameIndex;
 
-// Room for the index of a policy of up to 512 properties (8 KiB).
+// Room on the stack for the index of a policy of up to 512 properties (8 KiB); larger ones are
+// indexed on the heap.
 constexpr size_t kIndexSlots = 1024;
 // The index reads each property's name as the first field of its record.
 static_assert(offsetof(DDS_Property_t, name) == 0, "a property's record begins with its name");
@@ -42,18 +43,30 @@ bool findInProperties(DDS_PropertyQosPolicyMutability *mutability, const char *n
     return true;
 }
 
+// The load-plugins properties of a policy, in the order of PROPERTY_LOAD_PLUGINS_ARRAY (null:
+// absent). Looked up once per check rather than once per property checked.
+struct LoadLists {
+    const DDS_Property_t *lists[PROPERTY_LOAD_PLUGINS_ARRAY_COUNT];
+
+    explicit LoadLists(const DDS_PropertyQosPolicy *policy)
+    {
+        for (int i = 0; i < PROPERTY_LOAD_PLUGINS_ARRAY_COUNT; ++i) {
+            lists[i] = DDS_PropertyQosPolicyHelper_lookup_property(policy,
+                                                                   PROPERTY_LOAD_PLUGINS_ARRAY[i]);
+        }
+    }
+};
+
 // The plug-ins listed in the load-plugins properties of `policy` whose name `property` lies
 // under, by the create function each one names. `pluginNames` is the caller's to finalise.
 int findUnderLoadedPlugins(DDS_StringSeq *pluginNames,
                            DDS_PropertyQosPolicyMutability *mutability, const char *property,
-                           const DDS_PropertyQosPolicy *policy)
+                           const DDS_PropertyQosPolicy *policy, const LoadLists &loadLists)
 {
     if (property == nullptr) {
         return 0;
     }
-    for (const char *loadPluginsName : PROPERTY_LOAD_PLUGINS_ARRAY) {
-        const DDS_Property_t *loadPlugins =
-            DDS_PropertyQosPolicyHelper_lookup_property(policy, loadPluginsName);
+    for (const DDS_Property_t *loadPlugins : loadLists.lists) {
         if (loadPlugins == nullptr) {
             continue;
         }
@@ -120,6 +133,31 @@ const DDS_Property_t *findOld(const DDS_PropertyQosPolicy *oldProperties, const 
 }
 
 
+int findUsingCreateFunction(DDS_PropertyQosPolicyMutability *mutability, const char *property,
+                            const DDS_PropertyQosPolicy *policy, const LoadLists &loadLists)
+{
+    DDS_StringSeq pluginNames = DDS_SEQUENCE_INITIALIZER;
+    const int found = findUnderLoadedPlugins(&pluginNames, mutability, property, policy, loadLists);
+    if (!DDS_StringSeq_finalize(&pluginNames)) {
+        ZYN_LOG_IN(kCreateFunctionLookup, ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FINALIZE_s,
+                   "pluginPrefixSeq");
+    }
+    return found;
+}
+
+// DDS_PropertyQosPolicyHelper_get_property_mutability with the load-plugins lists found already.
+DDS_PropertyQosPolicyMutability mutabilityOf(const char *name, const DDS_PropertyQosPolicy *policy,
+                                             const LoadLists &loadLists)
+{
+    DDS_PropertyQosPolicyMutability mutability = DDS_PROPERTY_QOS_MUTABLE;
+    if (DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginDefaultNames(&mutability, name) ||
+        findUsingCreateFunction(&mutability, name, policy, loadLists) ||
+        DDS_PropertyQosPolicy_findPropertyMutabilityUsingNonPluginDefaultNames(&mutability, name)) {
+        return mutability;
+    }
+    return DDS_PROPERTY_QOS_MUTABLE;
+}
+
 }  // namespace
 
 extern "C" {
@@ -153,12 +191,7 @@ int DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction(
     DDS_PropertyQosPolicyMutability *mutability, const char *property,
     const DDS_PropertyQosPolicy *propertyQos)
 {
-    DDS_StringSeq pluginNames = DDS_SEQUENCE_INITIALIZER;
-    const int found = findUnderLoadedPlugins(&pluginNames, mutability, property, propertyQos);
-    if (!DDS_StringSeq_finalize(&pluginNames)) {
-        ZYN_LOG(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FINALIZE_s, "pluginPrefixSeq");
-    }
-    return found;
+    return findUsingCreateFunction(mutability, property, propertyQos, LoadLists(propertyQos));
 }
 
 int DDS_PropertyQosPolicy_findPropertyInCustomPlugin(DDS_PropertyQosPolicyMutability *mutability,
@@ -198,14 +231,7 @@ DDS_PropertyQosPolicyMutability DDS_PropertyQosPolicyHelper_get_property_mutabil
     ZYN_PRECONDITION(ZYN_IS_NULL(name), return DDS_PROPERTY_QOS_MUTABLE);
     ZYN_PRECONDITION(ZYN_IS_NULL(policy), return DDS_PROPERTY_QOS_MUTABLE);
 
-    DDS_PropertyQosPolicyMutability mutability = DDS_PROPERTY_QOS_MUTABLE;
-    if (DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginDefaultNames(&mutability, name) ||
-        DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction(&mutability, name,
-                                                                              policy) ||
-        DDS_PropertyQosPolicy_findPropertyMutabilityUsingNonPluginDefaultNames(&mutability, name)) {
-        return mutability;
-    }
-    return DDS_PROPERTY_QOS_MUTABLE;
+    return mutabilityOf(name, policy, LoadLists(policy));
 }
 
 int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *newProperties,
@@ -216,12 +242,13 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
     ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
 
     const DDS_PropertySeq *old = &oldProperties->value;
-    // The change check allocates nothing of its own: the index lives on the stack, and policies
-    // too large for it are scanned.
+    // Policies of usual size are indexed on the stack; when the heap cannot hold the index of a
+    // larger one, the policy in force is scanned instead.
     NameIndex::Slot slots[kIndexSlots];
     const NameIndex oldNames(old->_contiguous_buffer,
                              static_cast<size_t>(DDS_PropertySeq_get_length(old)),
-                             sizeof(DDS_Property_t), slots, kIndexSlots, false);
+                             sizeof(DDS_Property_t), slots, kIndexSlots, true);
+    const LoadLists loadLists(newProperties);
     const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);
@@ -234,8 +261,10 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
         if (current != nullptr && sameValue(current->value, property->value)) {
             continue;
         }
-        switch (DDS_PropertyQosPolicyHelper_get_property_mutability(property->name,
-                                                                    newProperties)) {
+        // The null-name precondition of the per-name function is kept.
+        switch (property->name == nullptr
+                    ? DDS_PropertyQosPolicyHelper_get_property_mutability(nullptr, newProperties)
+                    : mutabilityOf(property->name, newProperties, loadLists)) {
         case DDS_PROPERTY_QOS_IMMUTABLE:
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "entity",
                     property->name, "cannot modify because it is immutable");

@@ -34,8 +34,14 @@ public:
         }
         uint64_t tail = 0;
         std::memcpy(&tail, text + at, length - at);
-        hash = (hash ^ tail) * 0xC4CEB9FE1A85EC53ull;
-        return hash ^ (hash >> 29);
+        // A full final mix: the slot is taken from the low bits, and names that differ in one
+        // character of a middle word (numbered instances) must still spread over all of them.
+        hash ^= tail;
+        hash ^= hash >> 33;
+        hash *= 0xFF51AFD7ED558CCDull;
+        hash ^= hash >> 33;
+        hash *= 0xC4CEB9FE1A85EC53ull;
+        return hash ^ (hash >> 33);
     }
 
     // Indexes `count` records of `stride` bytes from `records`, each beginning with a pointer to
@@ -49,16 +55,20 @@ public:
 
     // The slots come from `storage` (`storageSlots` of them, the caller's, often on its stack)
     // when they fit there, else from the module's heap when `useHeap`; without either the
-    // caller scans.
+    // caller scans. `room` (at least `count`) is how many names add() may bring to the index in
+    // all; the records they name must then be at their positions in the same storage.
     NameIndex(const void *records, size_t count, size_t stride, Slot *storage = nullptr,
-              size_t storageSlots = 0, bool useHeap = true)
+              size_t storageSlots = 0, bool useHeap = true, size_t room = 0)
         : records_(static_cast<const unsigned char *>(records)), stride_(stride)
     {
+        if (room < count) {
+            room = count;
+        }
         size_t capacity = 16;
-        while (capacity < 2 * count) {
+        while (capacity < 2 * room) {
             capacity *= 2;
         }
-        if (count > 0xFFFFFFFEu) {
+        if (room > 0xFFFFFFFEu) {
             return;   // positions are kept in 32 bits; the caller scans instead
         }
         if (storage != nullptr && capacity <= storageSlots) {
@@ -74,16 +84,8 @@ public:
         mask_ = capacity - 1;
         for (size_t i = 0; i < count; ++i) {
             const char *name = nameAt(i);
-            if (name == nullptr) {
-                continue;
-            }
-            uint64_t hash = hashOf(name);
-            size_t at = static_cast<size_t>(hash) & mask_;
-            while (slots_[at].positionPlusOne != 0 && !same(slots_[at], name, hash)) {
-                at = (at + 1) & mask_;
-            }
-            if (slots_[at].positionPlusOne == 0) {   // a repeated name keeps its first position
-                slots_[at] = Slot{static_cast<uint32_t>(hash), static_cast<uint32_t>(i + 1)};
+            if (name != nullptr) {
+                add(name, hashOf(name), i);
             }
         }
     }
@@ -110,6 +112,22 @@ public:
             }
         }
         return kNotFound;
+    }
+
+    // Brings the record at `position`, named `name` (hash `hash`), into the index; a name already
+    // there keeps its first position. Nothing happens when the index could not be built.
+    void add(const char *name, uint64_t hash, size_t position)
+    {
+        if (slots_ == nullptr) {
+            return;
+        }
+        size_t at = static_cast<size_t>(hash) & mask_;
+        while (slots_[at].positionPlusOne != 0 && !same(slots_[at], name, hash)) {
+            at = (at + 1) & mask_;
+        }
+        if (slots_[at].positionPlusOne == 0) {
+            slots_[at] = Slot{static_cast<uint32_t>(hash), static_cast<uint32_t>(position + 1)};
+        }
     }
 
 private:

@@ -3,7 +3,10 @@
 // of one loaded instance is shared by two of them.
 #include <cstring>
 
+#include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
+
+using propqos_internal::NameIndex;
 
 namespace {
 
@@ -124,6 +127,52 @@ struct ScratchPolicy {
     ScratchPolicy &operator=(const ScratchPolicy &) = delete;
 };
 
+// The names of the policy a source reads, indexed for the duration of the source: a source
+// looks up a property for every instance it finds, and a scan per lookup would make it quadratic
+// in the instances. The index is reached through a per-thread pointer so that the functions the
+// sources call keep their signatures; it is set only while its source runs, on the source's
+// own thread, and only for the policy it indexes.
+class PolicyNames;
+thread_local const PolicyNames *t_policyNames = nullptr;
+
+class PolicyNames {
+public:
+    explicit PolicyNames(const DDS_PropertyQosPolicy *policy)
+        : policy_(policy),
+          index_(policy->value._contiguous_buffer,
+                 static_cast<size_t>(DDS_PropertySeq_get_length(&policy->value)),
+                 sizeof(DDS_Property_t)),
+          outer_(t_policyNames)
+    {
+        t_policyNames = this;
+    }
+    ~PolicyNames() { t_policyNames = outer_; }
+    PolicyNames(const PolicyNames &) = delete;
+    PolicyNames &operator=(const PolicyNames &) = delete;
+
+    // As DDS_PropertyQosPolicyHelper_lookup_property: the first property of that name, through
+    // the index when one is set for `policy`.
+    static const DDS_Property_t *lookup(const DDS_PropertyQosPolicy *policy, const char *name)
+    {
+        const PolicyNames *names = t_policyNames;
+        long position = NameIndex::kNoIndex;
+        if (names != nullptr && names->policy_ == policy && name != nullptr) {
+            position = names->index_.find(name, NameIndex::hashOf(name));
+        }
+        if (position == NameIndex::kNoIndex) {
+            return DDS_PropertyQosPolicyHelper_lookup_property(policy, name);
+        }
+        return position == NameIndex::kNotFound
+                   ? nullptr
+                   : DDS_PropertySeq_get_reference(&policy->value, static_cast<DDS_Long>(position));
+    }
+
+private:
+    const DDS_PropertyQosPolicy *policy_;
+    NameIndex index_;
+    const PolicyNames *outer_;
+};
+
 // The first row whose kind occurs in `kind`, letter case ignored; null when none does.
 const PROPERTYPluginProperty *firstRowWithinKind(const char *kind)
 {
@@ -161,8 +210,7 @@ int DDS_PropertyQosPolicy_getPluginCreateFunction(char *createFunction,
         return 0;
     }
 
-    const DDS_Property_t *property =
-        DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, propertyName.get());
+    const DDS_Property_t *property = PolicyNames::lookup(inputProperty, propertyName.get());
     if (property != nullptr &&
         ZynOsapiUtility_strcpy(createFunction, kCreateFunctionCapacity, property->value) == nullptr) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "createFunction");
@@ -238,6 +286,7 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(
     ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
 
+    const PolicyNames names(inputProperty);
     ScopedStringSeq pluginNames;
     for (const char *listName : kLoadPluginLists) {
         if (!DDS_StringSeq_ensure_length(&pluginNames.seq, 0, 0)) {
@@ -280,6 +329,7 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(
     ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
 
+    const PolicyNames names(inputProperty);
     // The length is read anew on every turn: the instances found here are scanned in their turn,
     // so a chain of sub-transports is followed to its end.
     for (DDS_Long i = 0; i < DDS_TagSeq_get_length(prefixMap); ++i) {
@@ -311,7 +361,7 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(
         }
 
         const DDS_Property_t *subtransport =
-            DDS_PropertyQosPolicyHelper_lookup_property(inputProperty, subtransportProperty.get());
+            PolicyNames::lookup(inputProperty, subtransportProperty.get());
         if (subtransport == nullptr) {
             continue;
         }
@@ -399,6 +449,11 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
         return 0;
     }
 
+    // The source's own entries, by name: a controller has several settings, and only these
+    // entries can repeat it. The map's storage holds every entry added below (its maximum was
+    // just raised), so the index's records stay where they are.
+    NameIndex recordedNames(prefixMap->_contiguous_buffer, 0, sizeof(DDS_Tag), nullptr,
+                            0, true, static_cast<size_t>(firstOwnEntry + propertyCount));
     DDS_Long ownEntries = 0;
     for (DDS_Long i = 0; i < propertyCount; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&controllers.policy.value, i);
@@ -420,9 +475,12 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
             return 0;
         }
 
-        // A controller has several settings; only the source's own entries can repeat it.
-        bool recorded = false;
-        for (DDS_Long k = firstOwnEntry; k < firstOwnEntry + ownEntries && !recorded; ++k) {
+        const uint64_t hash = NameIndex::hashOf(controllerPrefix.get());
+        const long found = recordedNames.find(controllerPrefix.get(), hash);
+        bool recorded = found >= 0;
+        // Without an index (the heap could not hold one) the entries are scanned.
+        for (DDS_Long k = firstOwnEntry;
+             found == NameIndex::kNoIndex && k < firstOwnEntry + ownEntries && !recorded; ++k) {
             const DDS_Tag *entry = DDS_TagSeq_get_reference(prefixMap, k);
             if (entry == nullptr) {
                 ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
@@ -438,6 +496,8 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, controllerPrefix.get());
             return 0;
         }
+        recordedNames.add(controllerPrefix.get(), hash,
+                          static_cast<size_t>(firstOwnEntry + ownEntries));
         ++ownEntries;
     }
     return 1;
