@@ -13,6 +13,12 @@
 // never below the length difference). Such names do not occur in practice; the point is only
 // that any input is answered in bounded stack space.
 //
+// Likewise, when one string is longer than the other by more than kRowChars characters, only
+// its first (shorter length + kRowChars) characters are compared and the rest are counted as
+// insertions. Such a name is far from every entry anyway (its distance is at least the length
+// difference); what matters is that a name of a megabyte costs a bounded amount of work per
+// entry rather than its length times the entry's.
+//
 // Speed. A name that is in the table costs one comparison per entry and no distance. When it is
 // not, an entry is only worth computing when it could be strictly closer than the best so far:
 // it is skipped at once when the length difference alone (a lower bound of the distance) is not
@@ -96,6 +102,14 @@ size_t boundedDistance(const char *a, size_t aLength, const char *b, size_t bLen
         bLength = n;
     }
     // From here `a` is the longer one.
+    if (aLength - bLength > kRowChars) {
+        const size_t compared = bLength + kRowChars;
+        const size_t inserted = aLength - compared;
+        if (inserted >= budget) {
+            return budget;
+        }
+        return inserted + boundedDistance(a, compared, b, bLength, budget - inserted, caseSensitive);
+    }
     if (bLength <= kRowChars) {
         return rowDistance(a, aLength, b, bLength, budget, caseSensitive);
     }
