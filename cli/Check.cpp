@@ -9,7 +9,12 @@
 
 #include <propqos/sys/Strings.h>
 
+#include <unistd.h>
+
 #include "Commands.hpp"
+#include "Fix.hpp"
+#include "Report.hpp"
+#include "RuleControl.hpp"
 #include "Text.hpp"
 
 namespace propqos::cli
@@ -58,55 +63,11 @@ constexpr std::size_t kMaxUnknownNamed = 100;
 const char *const kActionProperty = "dds.participant.property_validation_action";
 const char *const kActionShortProperty = "property_validation_action";
 
-struct Options {
-    std::vector<std::string> files;
-    std::optional<ValidationAction> action;
-    bool json = false;
-};
-
-Options parseOptions(const std::vector<std::string> &args)
-{
-    Options o;
-    bool endOfOptions = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string &a = args[i];
-        if (endOfOptions || a.empty() || a[0] != '-' || a == "-") {
-            o.files.push_back(a);
-        } else if (a == "--") {
-            endOfOptions = true;
-        } else if (a == "--action") {
-            const std::string &v = optionValue(args, i, "check");
-            if (v == "warning") {
-                o.action = ValidationAction::Warning;
-            } else if (v == "exception") {
-                o.action = ValidationAction::Exception;
-            } else if (v == "skip") {
-                o.action = ValidationAction::Skip;
-            } else {
-                throw UsageError("check: --action takes warning, exception or skip, not " +
-                                 quotedShort(v));
-            }
-        } else if (a == "--format") {
-            const std::string &v = optionValue(args, i, "check");
-            if (v != "text" && v != "json") {
-                throw UsageError("check: --format takes text or json, not " + quotedShort(v));
-            }
-            o.json = v == "json";
-        } else {
-            throw UsageError("check: unknown option " + quotedShort(a));
-        }
-    }
-    if (o.files.empty()) {
-        throw UsageError("check: no FILE given");
-    }
-    return o;
-}
-
 class Checker
 {
 public:
-    Checker(const Options &options, std::vector<Finding> &findings)
-        : options_(options), findings_(findings)
+    Checker(const CheckOptions &options, const KnownNames &known, std::vector<Finding> &findings)
+        : options_(options), known_(known), findings_(findings)
     {
     }
 
@@ -141,16 +102,17 @@ public:
 
 private:
     // Where a QoS of a profile is reported when no single element is at fault.
-    static std::pair<const SourceFile *, std::size_t> qosLocation(const Profile &profile, Entity e)
+    static std::pair<const SourceFile *, pugi::xml_node> qosLocation(const Profile &profile,
+                                                                      Entity e)
     {
         for (const Profile *p = &profile; p != nullptr; p = p->base) {
             const pugi::xml_node qos = p->qos[static_cast<int>(e)];
             if (qos) {
                 const pugi::xml_node property = qos.child("property");
-                return {p->file, p->file->lineOf(property ? property : qos)};
+                return {p->file, property ? property : qos};
             }
         }
-        return {profile.file, profile.file->lineOf(profile.node)};
+        return {profile.file, profile.node};
     }
 
     // Findings about a name point at the <name> itself.
@@ -165,12 +127,14 @@ private:
         return std::string(entityLabel(e)) + " QoS of " + profile.qualified;
     }
 
-    void add(const SourceFile *file, std::size_t line, Level level, const char *code,
+    // A finding about `node` of `file`.
+    void add(const SourceFile *file, pugi::xml_node node, Level level, const char *code,
              std::string message, const Profile &profile, Entity e, std::string property = "",
              std::string suggestion = "")
     {
-        findings_.push_back(Finding{file, line, level, code, std::move(message), profile.qualified,
-                                    entityLabel(e), std::move(property), std::move(suggestion)});
+        findings_.push_back(Finding{file, file->lineOf(node), level, code, std::move(message),
+                                    profile.qualified, entityLabel(e), std::move(property),
+                                    std::move(suggestion), node.offset_debug()});
     }
 
     ValidationAction actionOf(const Profile &profile)
@@ -203,7 +167,7 @@ private:
             }
         }
         if (culprit != nullptr) {
-            add(culprit->owner->file, culprit->owner->file->lineOf(culprit->node), Level::Error,
+            add(culprit->owner->file, culprit->node, Level::Error,
                 "invalid-value",
                 "invalid validation action " + quotedShort(culprit->value) + " for " +
                     quotedShort(culprit->name, 4096) +
@@ -221,7 +185,7 @@ private:
         for (const ElementRef &ref : own) {
             const auto [it, added] = first.emplace(ref.name, &ref);
             if (!added) {
-                add(profile.file, profile.file->lineOf(nameNode(ref)), Level::Warning,
+                add(profile.file, nameNode(ref), Level::Warning,
                     "duplicate-property",
                     "property " + quotedShort(ref.name, 4096) + " given twice in " +
                         qosName(profile, e) + " (first at line " +
@@ -237,7 +201,7 @@ private:
     {
         for (const ElementRef &ref : elements) {
             if (ref.propagate && PropertyList::isConfidential(ref.name)) {
-                add(ref.owner->file, ref.owner->file->lineOf(nameNode(ref)), Level::Warning,
+                add(ref.owner->file, nameNode(ref), Level::Warning,
                     "confidential-propagated",
                     "confidential property " + quotedShort(ref.name, 4096) + " in " +
                         qosName(profile, e) +
@@ -261,7 +225,7 @@ private:
         if (VorlString_strToLong(set->text.c_str(), &value) && value >= -1) {
             return value == -1 ? INT32_MAX : value;
         }
-        add(set->owner->file, set->owner->file->lineOf(set->node), Level::Error, "invalid-value",
+        add(set->owner->file, set->node, Level::Error, "invalid-value",
             "invalid resource limit " + quotedShort(set->text) + " for " + field + " in " +
                 qosName(profile, Entity::Participant) +
                 " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
@@ -283,15 +247,15 @@ private:
         if (report.consistent) {
             return;
         }
-        const auto [file, line] = qosLocation(profile, e);
+        const auto [file, node] = qosLocation(profile, e);
         for (const LimitViolation &v : report.violations) {
-            add(file, line, Level::Error, "resource-limit",
+            add(file, node, Level::Error, "resource-limit",
                 qosName(profile, e) + ": " + v.what + " (" + std::to_string(v.actual) +
                     ") exceeds " + v.limitName + " (" + std::to_string(v.limit) + ")",
                 profile, e, v.limitName);
         }
         if (report.violations.empty()) {
-            add(file, line, Level::Error, "resource-limit",
+            add(file, node, Level::Error, "resource-limit",
                 qosName(profile, e) + " fails the resource-limit check" + detail(report.other),
                 profile, e);
         }
@@ -314,15 +278,21 @@ private:
         }
         // No property name is anywhere near this long; the distance to every known name, which
         // the check computes for an unknown one, grows with the length.
+        // Names the user declared known are taken out before the check.
         std::optional<PropertyList> shortNames;
         for (const ElementRef &ref : elements) {
             const std::size_t length = std::strlen(ref.name);
-            if (length > kMaxNameLength) {
+            if (!known_.empty() && known_.contains(ref.name)) {
                 if (!shortNames) {
                     shortNames = list;
                 }
                 shortNames->remove(ref.name);
-                add(ref.owner->file, ref.owner->file->lineOf(nameNode(ref)), Level::Error,
+            } else if (length > kMaxNameLength) {
+                if (!shortNames) {
+                    shortNames = list;
+                }
+                shortNames->remove(ref.name);
+                add(ref.owner->file, nameNode(ref), Level::Error,
                     "unknown-property",
                     "property name of " + std::to_string(length) + " characters in " +
                         qosName(profile, e) + " is too long to be one (over " +
@@ -343,8 +313,8 @@ private:
         for (;;) {
             for (const UnexpectedName &u : report.unexpected) {
                 if (named == kMaxUnknownNamed) {
-                    const auto [file, line] = qosLocation(profile, e);
-                    add(file, line,
+                    const auto [file, node] = qosLocation(profile, e);
+                    add(file, node,
                         u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
                         "unknown-property",
                         "further unknown property names in " + qosName(profile, e) +
@@ -369,11 +339,11 @@ private:
     void reportUnknown(const Profile &profile, Entity e, const std::vector<ElementRef> &elements,
                        const UnexpectedName &u)
     {
-        auto [file, line] = qosLocation(profile, e);
+        auto [file, node] = qosLocation(profile, e);
         for (const ElementRef &ref : elements) {
             if (u.name == ref.name) {
                 file = ref.owner->file;
-                line = ref.owner->file->lineOf(nameNode(ref));
+                node = nameNode(ref);
                 break;
             }
         }
@@ -381,7 +351,7 @@ private:
         if (!u.suggestion.empty()) {
             message += "; did you mean " + quoted(u.suggestion) + "?";
         }
-        add(file, line, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+        add(file, node, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
             "unknown-property", std::move(message), profile, e, u.name, u.suggestion);
     }
 
@@ -390,14 +360,15 @@ private:
         if (report.passed) {
             return;
         }
-        const auto [file, line] = qosLocation(profile, e);
-        add(file, line, Level::Error, "internal",
+        const auto [file, node] = qosLocation(profile, e);
+        add(file, node, Level::Error, "internal",
             "the property names of " + qosName(profile, e) + " could not be checked" +
                 detail(report.other),
             profile, e);
     }
 
-    const Options &options_;
+    const CheckOptions &options_;
+    const KnownNames &known_;
     std::vector<Finding> &findings_;
     std::size_t profilesChecked_ = 0;
     std::size_t qosChecked_ = 0;
@@ -420,20 +391,101 @@ void removeRepeats(std::vector<Finding> &findings)
     findings = std::move(kept);
 }
 
+// The findings as text, or their count line alone with --quiet left out.
+std::string textReport(const std::vector<Finding> &findings, const CheckOptions &options,
+                       std::size_t files, std::size_t profiles, std::size_t qos)
+{
+    std::size_t errors = 0, warnings = 0;
+    std::string text;
+    for (const Finding &f : findings) {
+        (f.level == Level::Error ? errors : warnings) += 1;
+        text += formatFinding(f);
+        text += '\n';
+    }
+    if (options.format == "json") {
+        text = "{\"findings\": [";
+        for (std::size_t i = 0; i < findings.size(); ++i) {
+            text += (i == 0 ? "\n  " : ",\n  ") + findingJson(findings[i]);
+        }
+        text += findings.empty() ? "],\n" : "\n],\n";
+        text += " \"summary\": {\"files\": " + std::to_string(files) +
+                ", \"profiles\": " + std::to_string(profiles) + ", \"qos\": " +
+                std::to_string(qos) + ", \"errors\": " + std::to_string(errors) +
+                ", \"warnings\": " + std::to_string(warnings) + "}}\n";
+    } else if (!options.quiet) {
+        text += std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
+                std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") + " in " +
+                std::to_string(profiles) + (profiles == 1 ? " profile" : " profiles") + " (" +
+                std::to_string(qos) + " QoS checked)\n";
+    }
+    return text;
+}
+
+// Writes the typo corrections into the files (or shows them as a diff) and takes the findings
+// they settle out of `findings`.
+std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool dryRun)
+{
+    std::unordered_map<const SourceFile *, std::vector<Edit>> edits;
+    std::string report;
+    std::vector<Finding> left;
+    for (Finding &f : findings) {
+        if (std::optional<Edit> edit = typoFix(f)) {
+            report += f.file->path() + ":" + std::to_string(f.line) + ": fixed: " +
+                      quoted(f.property) + " -> " + quoted(f.suggestion) + " [" + f.code + "]\n";
+            edits[f.file].push_back(std::move(*edit));
+        } else {
+            left.push_back(std::move(f));
+        }
+    }
+    findings = std::move(left);
+    std::string diff;
+    for (const auto &file : set.files()) {
+        auto it = edits.find(file.get());
+        if (it == edits.end()) {
+            continue;
+        }
+        std::vector<Edit> &list = it->second;
+        std::sort(list.begin(), list.end(),
+                  [](const Edit &a, const Edit &b) { return a.begin < b.begin; });
+        const std::string fixed = applyEdits(file->text(), list);
+        if (dryRun) {
+            diff += unifiedDiff(file->path(), file->text(), fixed);
+            continue;
+        }
+        std::FILE *stream = std::fopen(file->path().c_str(), "r+b");
+        bool written = stream != nullptr &&
+                       std::fwrite(fixed.data(), 1, fixed.size(), stream) == fixed.size();
+        // The corrections only ever shorten or lengthen a name: cut what the old text left.
+        written = written && std::fflush(stream) == 0 &&
+                  ftruncate(fileno(stream), static_cast<off_t>(fixed.size())) == 0;
+        if (stream != nullptr) {
+            written = std::fclose(stream) == 0 && written;
+        }
+        if (!written) {
+            throw InputError(file->path() + ": error: cannot write the corrections");
+        }
+    }
+    return dryRun ? diff : report;
+}
+
 } // namespace
 
-int runCheck(const std::vector<std::string> &args)
+int runCheck(const CheckOptions &options)
 {
-    const Options options = parseOptions(args);
+    checkRuleCodes(options.disabled, "--disable");
+    const KnownNames known = KnownNames::load(options.knownNames);
     std::vector<Finding> findings;
-    ProfileSet set = loadProfiles(options.files, findings);
-    Checker checker(options, findings);
+    // The text of each file is kept when findings may have to be turned into edits.
+    const bool edits = options.fix || options.format == "sarif";
+    ProfileSet set = loadProfiles(options.files, findings, edits);
+    Checker checker(options, known, findings);
     for (const Profile &profile : set.profiles()) {
         if (!profile.duplicate) {
             checker.check(profile);
         }
     }
     removeRepeats(findings);
+    applyRuleControl(findings, options.disabled);
     std::unordered_map<const SourceFile *, std::size_t> fileOrder;
     for (std::size_t i = 0; i < set.files().size(); ++i) {
         fileOrder[set.files()[i].get()] = i;
@@ -443,35 +495,27 @@ int runCheck(const std::vector<std::string> &args)
         return fa != fb ? fa < fb : a.line < b.line;
     });
 
+    std::string text;
+    if (options.fix) {
+        text = fixTypos(findings, set, options.dryRun);
+    }
+    if (options.format == "sarif") {
+        if (!options.dryRun) {
+            text += sarifLog(findings, typoFix);
+        }
+    } else if (!options.dryRun) {
+        text += textReport(findings, options, set.files().size(), checker.profilesChecked(),
+                           checker.qosChecked());
+    }
+    out(text);
+
     std::size_t errors = 0, warnings = 0;
     for (const Finding &f : findings) {
         (f.level == Level::Error ? errors : warnings) += 1;
     }
-    std::string text;
-    if (options.json) {
-        text += "{\"findings\": [";
-        for (std::size_t i = 0; i < findings.size(); ++i) {
-            text += (i == 0 ? "\n  " : ",\n  ") + findingJson(findings[i]);
-        }
-        text += findings.empty() ? "],\n" : "\n],\n";
-        text += " \"summary\": {\"files\": " + std::to_string(set.files().size()) +
-                ", \"profiles\": " + std::to_string(checker.profilesChecked()) +
-                ", \"qos\": " + std::to_string(checker.qosChecked()) +
-                ", \"errors\": " + std::to_string(errors) +
-                ", \"warnings\": " + std::to_string(warnings) + "}}\n";
-    } else {
-        for (const Finding &f : findings) {
-            text += formatFinding(f);
-            text += '\n';
-        }
-        text += std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
-                std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") + " in " +
-                std::to_string(checker.profilesChecked()) +
-                (checker.profilesChecked() == 1 ? " profile" : " profiles") + " (" +
-                std::to_string(checker.qosChecked()) + " QoS checked)\n";
-    }
-    out(text);
-    return errors > 0 ? kExitFindings : kExitClean;
+    const bool failed = errors > 0 || (options.warningsAsErrors && warnings > 0) ||
+                        (options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings));
+    return failed ? kExitFindings : kExitClean;
 }
 
 } // namespace propqos::cli

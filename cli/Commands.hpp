@@ -3,6 +3,7 @@
 #define PROPQOS_CLI_COMMANDS_HPP
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,13 +17,48 @@ constexpr int kExitClean = 0;
 constexpr int kExitFindings = 1;
 constexpr int kExitUnusable = 2;
 
-// Each takes the arguments after its name and returns the exit code. Usage mistakes are thrown
-// as UsageError, unusable input as InputError.
-int runCheck(const std::vector<std::string> &args);
-int runRedact(const std::vector<std::string> &args);
-int runDiff(const std::vector<std::string> &args);
-int runGet(const std::vector<std::string> &args);
-int runExplain(const std::vector<std::string> &args);
+// What the command line asks of each command, as main() parsed it.
+struct CheckOptions {
+    std::vector<std::string> files;
+    std::optional<ValidationAction> action;
+    std::string format = "text";          // text, json or sarif
+    std::vector<std::string> disabled;    // rule codes not reported
+    std::vector<std::string> knownNames;  // files of extra known names
+    bool warningsAsErrors = false;
+    std::optional<long> maxWarnings;
+    bool quiet = false;
+    bool fix = false;
+    bool dryRun = false;
+};
+
+struct DiffOptions {
+    std::string oldFile, newFile;
+    bool enabled = false;
+    std::string format = "text"; // text, json or sarif
+};
+
+struct GetOptions {
+    std::vector<std::string> files;
+    std::string profile;
+    std::optional<Entity> entity;
+    std::optional<std::string> prefix;
+    bool strip = false, reveal = false, json = false;
+};
+
+struct ExplainOptions {
+    std::string name;                 // empty with prefix
+    std::optional<std::string> prefix; // list the known names under it instead
+    bool json = false;
+};
+
+// Each returns the exit code. Unusable input is thrown as InputError, usage mistakes found
+// after parsing as UsageError.
+int runCheck(const CheckOptions &options);
+int runListRules();
+int runRedact(const std::string &file);
+int runDiff(const DiffOptions &options);
+int runGet(const GetOptions &options);
+int runExplain(const ExplainOptions &options);
 
 extern const char *const kCheckHelp;
 extern const char *const kRedactHelp;
@@ -30,18 +66,11 @@ extern const char *const kDiffHelp;
 extern const char *const kGetHelp;
 extern const char *const kExplainHelp;
 
-// True when `arg` asks for help.
-bool isHelp(const std::string &arg);
-
-// The value that follows option args[i]; throws UsageError when there is none.
-const std::string &optionValue(const std::vector<std::string> &args, std::size_t &i,
-                               const char *command);
-
 // Loads the files (all of them, so that bases may live in any) and resolves inheritance.
 ProfileSet loadProfiles(const std::vector<std::string> &paths, std::vector<Finding> &findings,
                         bool keepText = false);
 
-// "path:line: level: message".
+// "path:line: level: message [code]".
 std::string formatFinding(const Finding &f);
 // The finding as a JSON object.
 std::string findingJson(const Finding &f);

@@ -43,25 +43,10 @@ std::string plural(std::size_t n, const char *one, const char *many)
 
 } // namespace
 
-int runDiff(const std::vector<std::string> &args)
+int runDiff(const DiffOptions &options)
 {
-    bool enabled = false;
-    std::vector<std::string> files;
-    bool endOfOptions = false;
-    for (const std::string &a : args) {
-        if (endOfOptions || a.empty() || a[0] != '-' || a == "-") {
-            files.push_back(a);
-        } else if (a == "--") {
-            endOfOptions = true;
-        } else if (a == "--enabled") {
-            enabled = true;
-        } else {
-            throw UsageError("diff: unknown option " + quotedShort(a));
-        }
-    }
-    if (files.size() != 2) {
-        throw UsageError("diff: expected two files, OLD and NEW");
-    }
+    const bool enabled = options.enabled;
+    const std::vector<std::string> files = {options.oldFile, options.newFile};
     std::vector<Finding> problems;
     const ProfileSet before = loadProfiles({files[0]}, problems);
     const ProfileSet after = loadProfiles({files[1]}, problems);

@@ -181,27 +181,9 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
 
 } // namespace
 
-int runExplain(const std::vector<std::string> &args)
+int runExplain(const ExplainOptions &options)
 {
-    std::vector<std::string> names;
-    bool endOfOptions = false;
-    for (const std::string &a : args) {
-        if (endOfOptions || a.empty() || a[0] != '-') {
-            names.push_back(a);
-        } else if (a == "--") {
-            endOfOptions = true;
-        } else {
-            throw UsageError("explain: unknown option " + quotedShort(a));
-        }
-    }
-    if (names.size() != 1) {
-        throw UsageError("explain: expected one NAME");
-    }
-    const std::string &name = names[0];
-    if (name.empty()) {
-        throw UsageError("explain: the NAME is empty");
-    }
-
+    const std::string &name = options.name;
     std::string text = quoted(name) + "\n";
     bool known = false;
     std::vector<std::string> suggestions;

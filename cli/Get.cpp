@@ -28,58 +28,15 @@ const char *const kGetHelp =
     "exit status: 0 done, 1 a base profile is missing, 2 unusable input, unknown profile or\n"
     "usage.\n";
 
-int runGet(const std::vector<std::string> &args)
+int runGet(const GetOptions &options)
 {
-    std::vector<std::string> files;
-    std::string profileName, prefix;
-    std::optional<Entity> entity;
-    bool hasPrefix = false, strip = false, reveal = false, json = false, endOfOptions = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string &a = args[i];
-        if (endOfOptions || a.empty() || a[0] != '-' || a == "-") {
-            files.push_back(a);
-        } else if (a == "--") {
-            endOfOptions = true;
-        } else if (a == "--profile") {
-            profileName = optionValue(args, i, "get");
-        } else if (a == "--entity") {
-            const std::string &v = optionValue(args, i, "get");
-            entity = entityFromLabel(v);
-            if (!entity) {
-                throw UsageError("get: --entity takes participant, datawriter or datareader, not " +
-                                 quotedShort(v));
-            }
-        } else if (a == "--prefix") {
-            prefix = optionValue(args, i, "get");
-            hasPrefix = true;
-        } else if (a == "--strip") {
-            strip = true;
-        } else if (a == "--reveal") {
-            reveal = true;
-        } else if (a == "--format") {
-            const std::string &v = optionValue(args, i, "get");
-            if (v != "text" && v != "json") {
-                throw UsageError("get: --format takes text or json, not " + quotedShort(v));
-            }
-            json = v == "json";
-        } else {
-            throw UsageError("get: unknown option " + quotedShort(a));
-        }
-    }
-    if (files.empty()) {
-        throw UsageError("get: no FILE given");
-    }
-    if (profileName.empty()) {
-        throw UsageError("get: --profile LIB::PROFILE is required");
-    }
-    if (!entity) {
-        throw UsageError("get: --entity participant|datawriter|datareader is required");
-    }
-    if (strip && !hasPrefix) {
-        throw UsageError("get: --strip needs --prefix");
-    }
+    const std::string &profileName = options.profile;
+    const Entity *entity = &*options.entity;
+    const bool hasPrefix = options.prefix.has_value(), strip = options.strip,
+               reveal = options.reveal, json = options.json;
+    const std::string prefix = options.prefix.value_or("");
     std::vector<Finding> problems;
-    const ProfileSet set = loadProfiles(files, problems);
+    const ProfileSet set = loadProfiles(options.files, problems);
     const Profile *profile = set.find(profileName);
     if (profile == nullptr) {
         throw InputError("propqos: error: no profile " + quotedShort(profileName) +

@@ -234,19 +234,9 @@ void redactList(const SourceFile &source, pugi::xml_node value, const std::strin
 
 } // namespace
 
-int runRedact(const std::vector<std::string> &args)
+int runRedact(const std::string &file)
 {
-    std::vector<std::string> files;
-    for (const std::string &a : args) {
-        if (!a.empty() && a[0] == '-' && a != "-") {
-            throw UsageError("redact: unknown option " + quotedShort(a));
-        }
-        files.push_back(a);
-    }
-    if (files.size() != 1) {
-        throw UsageError("redact: expected one FILE");
-    }
-    const std::unique_ptr<SourceFile> source = SourceFile::load(files[0], true);
+    const std::unique_ptr<SourceFile> source = SourceFile::load(file, true);
     const std::string &text = source->text();
     const std::size_t crlf = text.find('\n');
     const std::string newline =

@@ -15,9 +15,10 @@ namespace
 {
 
 // What a profile file needs: escapes, CDATA, end-of-line normalisation; text of leaf elements
-// trimmed and kept in the element itself (one node less per name and value). No comments, PIs,
-// declarations or blank text nodes are kept.
+// trimmed and kept in the element itself (one node less per name and value). Comments are kept
+// (they may silence findings); no PIs, declarations or blank text nodes.
 constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
+                                   pugi::parse_comments |
                                    pugi::parse_wconv_attribute | pugi::parse_trim_pcdata |
                                    pugi::parse_embed_pcdata;
 
@@ -58,23 +59,31 @@ struct Buffer {
 };
 
 struct FileCloser {
-    void operator()(std::FILE *f) const { std::fclose(f); }
+    void operator()(std::FILE *f) const
+    {
+        if (f != stdin) {
+            std::fclose(f);
+        }
+    }
 };
 
 // The whole file, in a buffer from pugixml's allocator so that the parser can take it over.
 void readAll(const std::string &path, Buffer &buffer)
 {
+    const std::string shown = path == "-" ? "<stdin>" : path;
     errno = 0;
-    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
+    // "-" is standard input, left open for whatever else reads it.
+    std::unique_ptr<std::FILE, FileCloser> file(path == "-" ? stdin
+                                                            : std::fopen(path.c_str(), "rb"));
     if (!file) {
-        throw InputError(path + ": error: cannot open: " + std::strerror(errno ? errno : ENOENT));
+        throw InputError(shown + ": error: cannot open: " + std::strerror(errno ? errno : ENOENT));
     }
     struct stat status;
     if (fstat(fileno(file.get()), &status) != 0) {
-        throw InputError(path + ": error: cannot read: " + std::strerror(errno));
+        throw InputError(shown + ": error: cannot read: " + std::strerror(errno));
     }
     if (S_ISDIR(status.st_mode)) {
-        throw InputError(path + ": error: cannot read: " + std::strerror(EISDIR));
+        throw InputError(shown + ": error: cannot read: " + std::strerror(EISDIR));
     }
     // A size hint only: the loop reads until the end whatever the file claims.
     std::size_t hint = 1 << 16;
@@ -92,7 +101,7 @@ void readAll(const std::string &path, Buffer &buffer)
         if (n == 0) {
             if (std::ferror(file.get())) {
                 const int error = errno;
-                throw InputError(path +
+                throw InputError(shown +
                                  ": error: cannot read: " + std::strerror(error ? error : EIO));
             }
             break;
@@ -105,7 +114,7 @@ void readAll(const std::string &path, Buffer &buffer)
 std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepText)
 {
     std::unique_ptr<SourceFile> source(new SourceFile());
-    source->path_ = path;
+    source->path_ = path == "-" ? "<stdin>" : path;
     Buffer buffer;
     readAll(path, buffer);
 

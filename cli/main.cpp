@@ -1,10 +1,14 @@
 // propqos: checks, redacts, compares and explains the property lists of DDS-XML QoS profiles.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.hpp"
 #include "Text.hpp"
@@ -43,6 +47,246 @@ const char *const kMainHelp =
     "exit status: 0 success, 1 findings (errors, refused changes, unknown name), 2 unusable\n"
     "input or wrong usage.\n";
 
+bool isHelp(const std::string &arg)
+{
+    return arg == "--help" || arg == "-h";
+}
+
+// One command's options, parsed by CLI11. Help is the command's own text, handled before
+// parsing; what CLI11 leaves over (an unknown option) is reported in the tool's words.
+class Parser
+{
+public:
+    explicit Parser(const char *command) : command_(command), app_("", command)
+    {
+        app_.set_help_flag();
+        app_.allow_extras();
+        // An option given twice: the later value counts, as with most tools.
+        app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+        app_.add_option("args", positional_);
+    }
+    CLI::App &app() { return app_; }
+    // A value option that may be given several times, each time with one value.
+    void addList(const char *name, std::vector<std::string> &values)
+    {
+        app_.add_option(name, values)
+            ->allow_extra_args(false)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    }
+    const std::vector<std::string> &parse(const std::vector<std::string> &args)
+    {
+        std::vector<std::string> reversed(args.rbegin(), args.rend());
+        try {
+            app_.parse(reversed);
+        } catch (const CLI::ArgumentMismatch &e) {
+            // "--opt: 1 required TEXT missing" when the value is missing.
+            const std::string what = e.what();
+            throw UsageError(command_ + ": option " + what.substr(0, what.find(':')) +
+                             " needs a value");
+        } catch (const CLI::ParseError &e) {
+            throw UsageError(command_ + ": " + e.what());
+        }
+        for (const std::string &extra : app_.remaining()) {
+            if (extra != "--") {
+                throw UsageError(command_ + ": unknown option " + quotedShort(extra));
+            }
+        }
+        return positional_;
+    }
+    std::string oneOf(const std::string &option, const std::string &value,
+                      std::initializer_list<const char *> choices) const
+    {
+        std::string list;
+        std::size_t i = 0;
+        for (const char *c : choices) {
+            if (value == c) {
+                return value;
+            }
+            list += (i == 0 ? "" : i + 1 == choices.size() ? " or " : ", ") + std::string(c);
+            ++i;
+        }
+        throw UsageError(command_ + ": " + option + " takes " + list + ", not " +
+                         quotedShort(value));
+    }
+
+private:
+    std::string command_;
+    CLI::App app_;
+    std::vector<std::string> positional_;
+};
+
+// Files and directories as given; a directory stands for every *.xml file below it, in the
+// order of their paths, so that runs over the same tree report in the same order.
+std::vector<std::string> expandInputs(const std::vector<std::string> &inputs)
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> files;
+    for (const std::string &input : inputs) {
+        std::error_code error;
+        if (input == "-" || !fs::is_directory(input, error)) {
+            files.push_back(input);
+            continue;
+        }
+        std::vector<std::string> found;
+        for (fs::recursive_directory_iterator it(input, error), end; !error && it != end;
+             it.increment(error)) {
+            std::error_code typeError;
+            if (it->path().extension() == ".xml" && it->is_regular_file(typeError)) {
+                found.push_back(it->path().string());
+            }
+        }
+        if (error) {
+            throw InputError(input + ": error: cannot read: " + error.message());
+        }
+        std::sort(found.begin(), found.end());
+        files.insert(files.end(), found.begin(), found.end());
+    }
+    return files;
+}
+
+int check(const std::vector<std::string> &args)
+{
+    Parser parser("check");
+    CheckOptions o;
+    std::string action;
+    bool listRules = false;
+    long maxWarnings = -1;
+    CLI::App &app = parser.app();
+    app.add_option("--action", action);
+    app.add_option("--format", o.format);
+    parser.addList("--disable", o.disabled);
+    parser.addList("--known-names", o.knownNames);
+    app.add_flag("--warnings-as-errors", o.warningsAsErrors);
+    app.add_option("--max-warnings", maxWarnings);
+    app.add_flag("--quiet,-q", o.quiet);
+    app.add_flag("--fix", o.fix);
+    app.add_flag("--dry-run", o.dryRun);
+    app.add_flag("--list-rules", listRules);
+    const std::vector<std::string> &inputs = parser.parse(args);
+    if (listRules) {
+        return runListRules();
+    }
+    if (!action.empty() || app.count("--action") > 0) {
+        parser.oneOf("--action", action, {"warning", "exception", "skip"});
+        o.action = action == "warning"     ? ValidationAction::Warning
+                   : action == "exception" ? ValidationAction::Exception
+                                           : ValidationAction::Skip;
+    }
+    parser.oneOf("--format", o.format, {"text", "json", "sarif"});
+    if (app.count("--max-warnings") > 0) {
+        if (maxWarnings < 0) {
+            throw UsageError("check: --max-warnings takes a number of 0 or more");
+        }
+        o.maxWarnings = maxWarnings;
+    }
+    if (o.dryRun && !o.fix) {
+        throw UsageError("check: --dry-run goes with --fix");
+    }
+    if (inputs.empty()) {
+        throw UsageError("check: no FILE given");
+    }
+    o.files = expandInputs(inputs);
+    if (o.files.empty()) {
+        throw UsageError("check: no *.xml file found in the directories given");
+    }
+    if (o.fix && !o.dryRun && std::find(o.files.begin(), o.files.end(), "-") != o.files.end()) {
+        throw UsageError("check: --fix cannot rewrite standard input (use --dry-run)");
+    }
+    return runCheck(o);
+}
+
+int redact(const std::vector<std::string> &args)
+{
+    Parser parser("redact");
+    const std::vector<std::string> &files = parser.parse(args);
+    if (files.size() != 1) {
+        throw UsageError("redact: expected one FILE");
+    }
+    return runRedact(files[0]);
+}
+
+int diff(const std::vector<std::string> &args)
+{
+    Parser parser("diff");
+    DiffOptions o;
+    parser.app().add_flag("--enabled", o.enabled);
+    parser.app().add_option("--format", o.format);
+    const std::vector<std::string> &files = parser.parse(args);
+    parser.oneOf("--format", o.format, {"text", "json", "sarif"});
+    if (files.size() != 2) {
+        throw UsageError("diff: expected two files, OLD and NEW");
+    }
+    o.oldFile = files[0];
+    o.newFile = files[1];
+    return runDiff(o);
+}
+
+int get(const std::vector<std::string> &args)
+{
+    Parser parser("get");
+    GetOptions o;
+    std::string entity, prefix, format = "text";
+    CLI::App &app = parser.app();
+    app.add_option("--profile", o.profile);
+    app.add_option("--entity", entity);
+    app.add_option("--prefix", prefix);
+    app.add_flag("--strip", o.strip);
+    app.add_flag("--reveal", o.reveal);
+    app.add_option("--format", format);
+    const std::vector<std::string> &inputs = parser.parse(args);
+    if (app.count("--entity") > 0) {
+        o.entity = entityFromLabel(entity);
+        if (!o.entity) {
+            throw UsageError("get: --entity takes participant, datawriter or datareader, not " +
+                             quotedShort(entity));
+        }
+    }
+    if (app.count("--prefix") > 0) {
+        o.prefix = prefix;
+    }
+    o.json = parser.oneOf("--format", format, {"text", "json"}) == "json";
+    if (inputs.empty()) {
+        throw UsageError("get: no FILE given");
+    }
+    if (o.profile.empty()) {
+        throw UsageError("get: --profile LIB::PROFILE is required");
+    }
+    if (!o.entity) {
+        throw UsageError("get: --entity participant|datawriter|datareader is required");
+    }
+    if (o.strip && !o.prefix) {
+        throw UsageError("get: --strip needs --prefix");
+    }
+    o.files = expandInputs(inputs);
+    return runGet(o);
+}
+
+int explain(const std::vector<std::string> &args)
+{
+    Parser parser("explain");
+    ExplainOptions o;
+    std::string prefix, format = "text";
+    parser.app().add_option("--prefix", prefix);
+    parser.app().add_option("--format", format);
+    const std::vector<std::string> &names = parser.parse(args);
+    o.json = parser.oneOf("--format", format, {"text", "json"}) == "json";
+    if (parser.app().count("--prefix") > 0) {
+        if (!names.empty()) {
+            throw UsageError("explain: give a NAME or --prefix, not both");
+        }
+        o.prefix = prefix;
+        return runExplain(o);
+    }
+    if (names.size() != 1) {
+        throw UsageError("explain: expected one NAME");
+    }
+    if (names[0].empty()) {
+        throw UsageError("explain: the NAME is empty");
+    }
+    o.name = names[0];
+    return runExplain(o);
+}
+
 struct Command {
     const char *name;
     int (*run)(const std::vector<std::string> &);
@@ -50,9 +294,9 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"check", runCheck, &kCheckHelp},       {"redact", runRedact, &kRedactHelp},
-    {"diff", runDiff, &kDiffHelp},          {"get", runGet, &kGetHelp},
-    {"explain", runExplain, &kExplainHelp},
+    {"check", check, &kCheckHelp}, {"redact", redact, &kRedactHelp},
+    {"diff", diff, &kDiffHelp},    {"get", get, &kGetHelp},
+    {"explain", explain, &kExplainHelp},
 };
 
 int dispatch(int argc, char **argv)
@@ -89,20 +333,6 @@ int dispatch(int argc, char **argv)
 
 } // namespace
 
-bool isHelp(const std::string &arg)
-{
-    return arg == "--help" || arg == "-h";
-}
-
-const std::string &optionValue(const std::vector<std::string> &args, std::size_t &i,
-                               const char *command)
-{
-    if (i + 1 >= args.size()) {
-        throw UsageError(std::string(command) + ": option " + args[i] + " needs a value");
-    }
-    return args[++i];
-}
-
 ProfileSet loadProfiles(const std::vector<std::string> &paths, std::vector<Finding> &findings,
                         bool keepText)
 {
@@ -122,6 +352,9 @@ std::string formatFinding(const Finding &f)
     }
     text += f.level == Level::Error ? ": error: " : ": warning: ";
     text += f.message;
+    if (!f.code.empty()) {
+        text += " [" + f.code + "]";
+    }
     return text;
 }
 

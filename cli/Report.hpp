@@ -1,0 +1,34 @@
+// Findings written for machines: SARIF 2.1.0, for code-scanning services and editors.
+#ifndef PROPQOS_CLI_REPORT_HPP
+#define PROPQOS_CLI_REPORT_HPP
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Profiles.hpp"
+
+namespace propqos::cli
+{
+
+// Bytes [begin, end) of a file's text to be replaced by `text`.
+struct Edit {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::string text;
+};
+
+// The edit that would settle a finding, if there is a safe one.
+using FixFinder = std::function<std::optional<Edit>(const Finding &)>;
+
+// One SARIF log with one run: the tool, its rules, and a result per finding.
+std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixOf);
+
+// A path as a URI reference: relative to the working directory when it is below it, a file:
+// URI otherwise; bytes outside the unreserved set percent-encoded.
+std::string artifactUri(const std::string &path);
+
+} // namespace propqos::cli
+
+#endif

@@ -1,0 +1,69 @@
+#include "Rules.hpp"
+
+#include "Commands.hpp"
+
+namespace propqos::cli
+{
+
+const std::vector<Rule> &rules()
+{
+    static const std::vector<Rule> all = {
+        {"unknown-property", Level::Error, "Property name unknown to the middleware",
+         "A property name under a checked prefix that neither the middleware nor a plug-in the "
+         "QoS loads knows; the closest known name is suggested. An error or a warning as the "
+         "profile's dds.participant.property_validation_action says (error by default)."},
+        {"resource-limit", Level::Error, "Property list over the participant's resource limits",
+         "The QoS holds more properties, or more characters of names and values, than the "
+         "participant's <resource_limits> allow (64 properties and 8192 characters unless set)."},
+        {"invalid-value", Level::Error, "Setting the check depends on has an unusable value",
+         "A validation action or a resource limit that is not one of its accepted forms; the "
+         "check goes on with the default."},
+        {"confidential-propagated", Level::Warning, "Confidential property sent to remote peers",
+         "A key, password or pass phrase marked <propagate>true</propagate>: every remote peer "
+         "would receive its value."},
+        {"duplicate-property", Level::Warning, "Property name given twice in one QoS",
+         "The same name appears twice in one QoS of one profile; only the later value is used."},
+        {"malformed-element", Level::Error, "Property element without a name or value",
+         "An <element> of a <property> list lacks its <name> or <value> and is not a property."},
+        {"missing-base", Level::Error, "Base profile not defined",
+         "A base_name names a profile that none of the files given defines; the profile's "
+         "inherited properties are unknown."},
+        {"inheritance-cycle", Level::Error, "Profiles inherit from each other in a cycle",
+         "Following base_name from a profile comes back to it."},
+        {"duplicate-profile", Level::Error, "Profile defined twice",
+         "Two qos_profile elements have the same library and name; the later is ignored."},
+        {"unusable-file", Level::Error, "File cannot be read as a DDS-XML document",
+         "The file cannot be opened, is not well-formed XML, or its root is not <dds>."},
+        {"internal", Level::Error, "The check itself failed",
+         "The property names of a QoS could not be checked; the message says why."},
+        {"refused-change", Level::Error, "Property change an existing entity would refuse",
+         "Reported by diff: a property added or changed from OLD to NEW that is not mutable "
+         "(or is mutable only until the entity is enabled)."},
+    };
+    return all;
+}
+
+const Rule *findRule(std::string_view code)
+{
+    for (const Rule &rule : rules()) {
+        if (code == rule.code) {
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+int runListRules()
+{
+    std::string text;
+    for (const Rule &rule : rules()) {
+        std::string code = rule.code;
+        code.resize(std::max<std::size_t>(code.size(), 24), ' ');
+        text += code + (rule.level == Level::Error ? "error    " : "warning  ") + rule.summary +
+                "\n";
+    }
+    out(text);
+    return kExitClean;
+}
+
+} // namespace propqos::cli
