@@ -190,38 +190,8 @@ TEST_F(ExtractionTest, WithoutPrefixBoundsOfThePrefixBuffer)
     }
 }
 
-TEST_F(ExtractionTest, NullAndAliasedArguments)
+TEST_F(ExtractionTest, AnOutputSharingThePolicysStorageIsRefused)
 {
-    ScopedPolicy policy{{"a.x", "1"}};
-    ScopedSeq out;
-    // Engine: in order, by the precondition convention, filed under the engine's own name.
-    const char *tests[] = {"policy", "properties", "name_prefix"};
-    for (int k = 0; k < 3; ++k) {
-        log.clear();
-        ZynLog_g_preconditionDetected = 0;
-        EXPECT_EQ(engine(k > 0 ? policy.get() : nullptr, k > 1 ? out.get() : nullptr, nullptr,
-                         "caller", 1, 0, 0),
-                  DDS_RETCODE_BAD_PARAMETER);
-        const std::string function = "DDS_PropertyQosPolicyHelper_get_propertiesI";
-        EXPECT_EQ(onlyReport(ZYN_LOG_LEVEL_PRECONDITION, function),
-                  kPrecondition + ":\"" + tests[k] + " == ((void *)0)\"");
-        EXPECT_EQ(ZynLog_g_preconditionDetected, 1);
-    }
-
-    // Without prefix: a null prefix is refused before use; after a null policy the engine fails
-    // and the prefix entry is still added.
-    log.clear();
-    EXPECT_EQ(without(policy.get(), out.get(), nullptr, 1), DDS_RETCODE_BAD_PARAMETER);
-    expectPrecondition("name_prefix == ((void *)0)");
-    EXPECT_EQ(out.size(), 0);
-    log.clear();
-    EXPECT_EQ(without(nullptr, out.get(), "a", 1), DDS_RETCODE_BAD_PARAMETER);
-    expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, kPrecondition, {"\"policy == ((void *)0)\""});
-    EXPECT_EQ(contents(out), (Texts{"prefix=a."}));
-    log.clear();
-    EXPECT_EQ(without(policy.get(), nullptr, "a", 1), DDS_RETCODE_BAD_PARAMETER);
-    expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, kPrecondition, {"\"properties == ((void *)0)\""});
-
     // An output that is the policy's own sequence, or shares its storage, is refused before
     // anything is read or written, by every extraction and at every size.
     for (int count : {1, 3, 10000}) {
@@ -252,20 +222,6 @@ TEST_F(ExtractionTest, NullAndAliasedArguments)
         }
         DDS_PropertySeq_unloan(&shared);
     }
-
-    // Into a policy: plain error entries, checked in order, no precondition raised.
-    ScopedPolicy outPolicy;
-    const char *texts[] = {"policy.\n", "outPolicy.\n", "outPropertiesName.\n"};
-    for (int k = 0; k < 3; ++k) {
-        log.clear();
-        ZynLog_g_preconditionDetected = 0;
-        const unsigned hits = ZynLog_g_assertBreakpointCount;
-        EXPECT_EQ(into(k > 0 ? policy.get() : nullptr, k > 1 ? outPolicy.get() : nullptr, nullptr),
-                  DDS_RETCODE_BAD_PARAMETER);
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE", {texts[k]});
-        EXPECT_TRUE(ZynLog_g_preconditionDetected == 0 && ZynLog_g_assertBreakpointCount == hits);
-    }
-    EXPECT_EQ(outPolicy.size(), 0);
 }
 
 TEST_F(ExtractionTest, TrustPluginSetInItsOrder)
@@ -362,132 +318,5 @@ TEST_F(ExtractionTest, IntoPolicyRenamesAndResizesTheOutPolicy)
 }
 
 // ---- allocation failures ----
-
-TEST_F(ExtractionTest, GetAndAppendUnderAllocationFailures)
-{
-    ScopedPolicy policy{{"a.1", "x"}, {"b.1", "skip"}, {"a.2", "y"}};
-    for (bool appending : {false, true}) {
-        SCOPED_TRACE(appending ? "append" : "get");
-        const Texts wanted = appending ? Texts{"a.1=x", "b.1=skip", "a.2=y", "a.1=x", "a.2=y"}
-                                       : Texts{"a.1=x", "a.2=y"};
-        Reports seen;
-        sweepAllocationFailures([&](long k) {
-            ScopedSeq out;
-            // Full below the source's maximum: the first raise and the growth both allocate.
-            EXPECT_TRUE(!appending || (get(&policy, out.get(), "") == DDS_RETCODE_OK &&
-                                       DDS_PropertySeq_set_maximum(out.get(), 3)));
-            const auto extract = appending ? append : get;
-            auto result = failingAfter(k, [&] { return extract(&policy, out.get(), "a."); });
-            Texts got = contents(out);
-            if (result == DDS_RETCODE_OK) {
-                EXPECT_EQ(log.size(), 0u) << log.dump();
-                EXPECT_EQ(got, wanted);
-                return true;
-            }
-            EXPECT_EQ(result, DDS_RETCODE_ERROR);
-            const std::string seenNow = onlyReport(ZYN_LOG_LEVEL_ERROR, appending ? kAppend : kGet);
-            seen.insert(seenNow);
-            // Nothing is rolled back; the length counts the element whose copy failed.
-            if (seenNow == "ZYN_LOG_ANY_FAILURE_s:copy") {
-                EXPECT_EQ(got.back(), "(null)=(null)");
-                got.pop_back();
-            }
-            EXPECT_EQ(got, Texts(wanted.begin(), wanted.begin() + static_cast<long>(got.size())));
-            return false;
-        });
-        EXPECT_EQ(seen, (Reports{"DDS_LOG_SET_FAILURE_s:maximum", "ZYN_LOG_ANY_FAILURE_s:copy"}));
-    }
-}
-
-TEST_F(ExtractionTest, WithoutPrefixUnderAllocationFailuresUndoesThePrefixEntry)
-{
-    // All match and the source is full: the prefix entry needs one more element.
-    ScopedPolicy policy{{"p.a", "1"}, {"p.b", "2"}, {"p.c", "3"}, {"p.d", "4"}};
-    ASSERT_EQ(DDS_PropertySeq_get_maximum(&policy.policy.value), 4);
-    const Texts matches = {"a=1", "b=2", "c=3", "d=4"};
-    Reports warnings;
-    sweepAllocationFailures([&](long k) {
-        ScopedSeq out;
-        auto result = failingAfter(k, [&] { return without(&policy, out.get(), "P", 1); });
-        Texts got = contents(out);
-        if (result == DDS_RETCODE_OK && log.size() == 0u) {
-            EXPECT_EQ(got, (Texts{"a=1", "b=2", "c=3", "d=4", "prefix=P."}));
-            return true;
-        }
-        // Every later allocation fails too: one warning and an undo to the engine's output.
-        const CapturedEntry &last = log.entries().back();
-        EXPECT_EQ(last.level, ZYN_LOG_LEVEL_WARNING) << log.dump();
-        warnings.insert(report(last));
-        EXPECT_TRUE(got.empty() || got.back() != "prefix=P.");
-        EXPECT_EQ(log.size(), result == DDS_RETCODE_OK ? 1u : 2u) << log.dump();
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_EQ(got, matches);
-        } else {
-            EXPECT_EQ(result, DDS_RETCODE_ERROR);
-            EXPECT_TRUE(log.entries()[0].level == ZYN_LOG_LEVEL_ERROR &&
-                        log.entries()[0].function == kWithout);
-        }
-        return false;
-    });
-    EXPECT_EQ(warnings, (Reports{"ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE:Prefix property",
-                                 "ZYN_LOG_FAILED_TO_ADD_TEMPLATE:Name of the prefix property",
-                                 "ZYN_LOG_FAILED_TO_ADD_TEMPLATE:Value of the prefix property"}));
-}
-
-TEST_F(ExtractionTest, TrustPluginSetAndIntoPolicyUnderAllocationFailures)
-{
-    ScopedPolicy policy{{"com.plugin.a", "1"}, {"dds.sec.b", "2"}, {"q.first", "1"}, {"q.z", "2"}};
-    Reports reports;
-    sweepAllocationFailures([&](long k) {
-        ScopedSeq out;
-        auto result = failingAfter(k, [&] { return trust(&policy, out.get(), "com.plugin", 0); });
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_EQ(log.size(), 0u) << log.dump();
-            EXPECT_EQ(contents(out), (Texts{"a=1", "prefix=com.plugin.", "dds.sec.b=2"}));
-            return true;
-        }
-        EXPECT_EQ(result, DDS_RETCODE_ERROR);
-        const CapturedEntry &last = log.entries().back();
-        EXPECT_TRUE(last.level == ZYN_LOG_LEVEL_ERROR && last.function == kTrust) << log.dump();
-        reports.insert(last.templateId);
-        return false;
-    });
-    EXPECT_EQ(reports,
-              (Reports{"ZYN_LOG_FAILED_TO_GET_TEMPLATE", "ZYN_LOG_FAILED_TO_ADD_TEMPLATE"}));
-
-    reports.clear();
-    sweepAllocationFailures([&](long k) {
-        // No spare room, so that resizing the out policy allocates.
-        ScopedPolicy outPolicy{{"old", "v"}};
-        EXPECT_TRUE(DDS_PropertySeq_set_maximum(&outPolicy.policy.value, 1));
-        auto result = failingAfter(k, [&] { return into(&policy, &outPolicy, "q"); });
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_EQ(log.size(), 0u) << log.dump();
-            EXPECT_EQ(contents(outPolicy), (Texts{"first=1", "z=2"}));
-            return true;
-        }
-        EXPECT_EQ(result, DDS_RETCODE_ERROR);
-        const CapturedEntry &last = log.entries().back();
-        EXPECT_EQ(last.level, ZYN_LOG_LEVEL_ERROR);
-        reports.insert(report(last));
-        // A failed extraction logs under get_properties first and leaves the out policy alone;
-        // a failed copy finds it at its final length.
-        const bool extraction = last.templateId == "ZYN_LOG_FAILED_TO_GET_TEMPLATE";
-        EXPECT_EQ(log.size(), extraction ? 2u : 1u) << log.dump();
-        EXPECT_TRUE(!extraction || (log.entries()[0].function == kGet &&
-                                    contents(outPolicy) == Texts{"old=v"}));
-        EXPECT_TRUE(last.templateId != "ZYN_LOG_FAILED_TO_COPY_TEMPLATE" || outPolicy.size() == 2);
-        return false;
-    });
-    const std::string copy = "ZYN_LOG_FAILED_TO_COPY_TEMPLATE:Property ";
-    EXPECT_EQ(reports,
-              (Reports{"ZYN_LOG_FAILED_TO_GET_TEMPLATE:properties for the suffix q.\n",
-                       "ZYN_LOG_FAILED_TO_SET_TEMPLATE:length to the properties sequence for the "
-                       "suffix q.\n",
-                       copy + "name 'first' with the suffix 'q'.\n",
-                       copy + "value '1' with the suffix 'q'.\n",
-                       copy + "name 'z' with the suffix 'q'.\n",
-                       copy + "value '2' with the suffix 'q'.\n"}));
-}
 
 }  // namespace

@@ -164,51 +164,6 @@ TEST_F(NameValidationTest, OnePrefixWithItsOwnTables)
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
-TEST_F(NameValidationTest, PreconditionsInOrder)
-{
-    const char *names[] = {"a.b", ""};
-    ScopedStrings omitted;
-    ScopedPolicy policy{{"a.c", "v"}};
-    // Each call nulls one argument and every one after it, so only the first may be named; even
-    // SKIP is refused then.
-    using Names = const char *const *;
-    auto entity = [&](const DDS_PropertyQosPolicy *input, const char *prefix, Names pub,
-                      Names priv, const DDS_StringSeq *omittedPrefixes) {
-        return DDS_PropertyQosPolicy_validateEntityPropertyNames(input, prefix, pub, priv, nullptr,
-                                                                 nullptr, omittedPrefixes, SKIP);
-    };
-    auto plugin = [&](const DDS_PropertyQosPolicy *input, const char *prefix, Names pub,
-                      Names priv) {
-        return checkPlugin(input, prefix, pub, priv, nullptr, SKIP);
-    };
-    const std::pair<int, const char *> cases[] = {
-        {entity(nullptr, nullptr, nullptr, nullptr, nullptr), "inputProperty"},
-        {entity(&policy, nullptr, nullptr, nullptr, nullptr), "prefix"},
-        {entity(&policy, "a.", nullptr, nullptr, nullptr), "validPublicPropertyNames"},
-        {entity(&policy, "a.", names, nullptr, nullptr), "validPrivatePropertyNames"},
-        {entity(&policy, "a.", names, names, nullptr), "omittedPrefixes"},
-        {DDS_PropertyQosPolicy_validate_property_names_per_entity(nullptr, PARTICIPANT, SKIP),
-         "inputProperty"},
-        {plugin(nullptr, nullptr, nullptr, nullptr), "inputProperty"},
-        {plugin(&policy, nullptr, nullptr, nullptr), "prefix"},
-        {plugin(&policy, "p", nullptr, nullptr), "validPublicPluginPropertySuffixes"},
-        {plugin(&policy, "p", names, nullptr), "validPrivatePluginPropertySuffixes"},
-        {isPrivate(nullptr, nullptr, names), "propertyName"},
-        {isPrivate("c.secret", nullptr, names), "validPrivatePropertyNames"},
-        {isOmitted(nullptr, nullptr), "propertyName"},
-        {isOmitted("x", nullptr), "omittedPrefixes"},
-        {isIgnored(nullptr), "propertyName"},
-    };
-    ASSERT_EQ(log.size(), sizeof cases / sizeof cases[0]) << log.dump();
-    for (size_t i = 0; i < log.size(); ++i) {
-        EXPECT_EQ(cases[i].first, 0) << cases[i].second;
-        EXPECT_EQ(log.entries()[i].templateId, "ZYN_LOG_PRECONDITION_FAILURE_s");
-        const std::string test = std::string("\"") + cases[i].second + " == ((void *)0)\"";
-        EXPECT_EQ(log.entries()[i].args, std::vector<std::string>{test});
-    }
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 1);
-}
-
 TEST_F(NameValidationTest, PluginSuffixCheck)
 {
     const char *publicSuffixes[] = {"library", "socket.send_buffer_size",
@@ -306,43 +261,6 @@ TEST_F(NameValidationTest, EndToEndPerEntity)
         expectReport(ZYN_LOG_LEVEL_WARNING, c.typo, c.suggestion);
         EXPECT_EQ(validate(c.policy, c.kind, EXCEPTION), 0);
         expectReport(ZYN_LOG_LEVEL_ERROR, c.typo, c.suggestion);
-    }
-}
-
-TEST_F(NameValidationTest, ReleasesEverythingWhenAllocationsFail)
-{
-    // Loaded, unknown (omitted) and built-in plug-ins, a flow controller, and a misspelt name, so
-    // that every kind of acquisition happens before the report.
-    for (DDS_EntityKind_t kind : {PARTICIPANT, DDS_DATAWRITER_ENTITY_KIND}) {
-        long points = sweepAllocationFailures([&](long k) {
-            ScopedPolicy policy{
-                {"dds.transport.load_plugins", "dds.transport.TCPv4.tcp1,dds.transport.mystery"},
-                {"dds.transport.TCPv4.tcp1.library", "libtcp.so"},
-                {"dds.transport.mystery.anything", "1"},
-                {"dds.flow_controller.token_bucket.slow.scheduling", "EDF"},
-                {"dds.data_writer.history.plugin_name", "dds.data_writer.history.durable"},
-                {"dds.data_writer.history.durable.storage.directory", "/var"},
-                {"dds.participant.indx", "1"},
-                {"dds.data_writer.heartbeat.perod", "1"}};
-            log.clear();
-            int ok;
-            {
-                FailAfter armed(k);
-                ok = DDS_PropertyQosPolicy_validate_property_names_per_entity(&policy, kind,
-                                                                              WARNING);
-            }
-            if (ok) {
-                EXPECT_TRUE(log.size() == 1u && log.count(kUnexpected) == 1u) << log.dump();
-                return true;
-            }
-            // A failure is reported as such and ends the check.
-            EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_GET_FAILURE_s",
-                                     {"plugin properties"}) ||
-                        log.count("ZYN_LOG_GET_FAILURE_ss") == 1)
-                << log.dump();
-            return false;
-        });
-        EXPECT_GT(points, 3) << "the sweep should reach past the plug-in tables";
     }
 }
 

@@ -23,7 +23,6 @@ const Entries kBuiltins = {{"dds.transport.UDPv4.builtin", "UDPV4"},
                            {"dds.transport.UDPv4_WAN.builtin", "UDPV4_WAN"},
                            {"dds.transport.shmem.builtin", "SHMEM"},
                            {"dds.transport.UDPv6.builtin", "UDPV6"}};
-const PROPERTYPluginProperty *const kRows = PROPERTY_VALID_PLUGIN_PROPERTIES;
 
 class PluginPrefixMapTest : public ModuleTest {};
 
@@ -72,49 +71,29 @@ struct Map {
     }
 };
 
-TEST_F(PluginPrefixMapTest, ClassificationByNameCreateFunctionAndLoadOrder)
+TEST_F(PluginPrefixMapTest, LoadListsAreReadInTheirOrderAndUnknownPluginsOmittedEachTime)
 {
-    // A name holding no row's prefix takes the kind of the row whose create function it names.
-    ASSERT_EQ(kindByName("acme"), "");
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
-        ScopedPolicy policy{{"dds.transport.load_plugins", "acme"},
-                            {"acme.create_function", row.createFunction}};
-        Map m;
-        ASSERT_TRUE(m.loaded(&policy));
-        EXPECT_EQ(m.entries(), (Entries{{"acme", row.name}}));
-    }
-    {  // ... letter case counting; unknown plug-ins are omitted every time they are loaded.
-        const std::string near = lower(kRows[0].createFunction);
-        ScopedPolicy policy{{"dds.transport.load_plugins", "acme, other,,acme"},
-                            {"acme.create_function", near.c_str()}};
-        Map m;
-        ASSERT_TRUE(m.loaded(&policy));
-        EXPECT_TRUE(m.entries().empty());
-        EXPECT_EQ(m.omittedNames(), (Names{"acme", "other", "acme"}));
-        EXPECT_EQ(DDS_StringSeq_get_maximum(&m.omitted), 3);  // grown one element at a time
-    }
-    // The lists are read in a fixed order, whatever the order of the properties.
-    Names n;
-    for (int row : {1, 3, 5, 7, 10})
-        n.push_back(std::string(kRows[row].prefix) + "." + char('a' + n.size()));
-    ScopedPolicy policy{{"com.zyn.serv.load_plugin", n[4].c_str()},
-                        {"dds.discovery.participant.load_plugins", n[3].c_str()},
-                        {"dds.discovery.endpoint.load_plugins", (n[2] + ",unknown.e").c_str()},
-                        {"dds.transport.load_plugins", (n[0] + "," + n[1]).c_str()}};
+    // The lists are read in a fixed order, whatever the order of the properties; a create
+    // function is matched with letter case.
+    ScopedPolicy policy{{"com.zyn.serv.load_plugin", "com.zyn.monitor.e"},
+                        {"dds.discovery.participant.load_plugins", "dds.sec.auth.d"},
+                        {"dds.discovery.endpoint.load_plugins", "dds.transport.shmem.c,unknown.e, acme,,acme"},
+                        {"dds.transport.load_plugins", "dds.transport.UDPv4.a,dds.transport.TCPv4.b"},
+                        {"acme.create_function", "zyntransportudpv4_create"}};
     Map m;
     ASSERT_TRUE(m.loaded(&policy));
-    Entries expected;
-    for (const std::string &name : n)
-        expected.emplace_back(name, kindByName(name));
-    EXPECT_EQ(m.entries(), expected);
-    EXPECT_EQ(m.omittedNames(), (Names{"unknown.e"}));
+    EXPECT_EQ(m.entries(), (Entries{{"dds.transport.UDPv4.a", "UDPV4"}, {"dds.transport.TCPv4.b", "TCPV4"},
+                                    {"dds.transport.shmem.c", "SHMEM"}, {"dds.sec.auth.d", "AUTHENTICATION"},
+                                    {"com.zyn.monitor.e", "MONITORING"}}));
+    EXPECT_EQ(m.omittedNames(), (Names{"unknown.e", "acme", "acme"}));
+    EXPECT_EQ(DDS_StringSeq_get_maximum(&m.omitted), 3);  // grown one element at a time
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
 TEST_F(PluginPrefixMapTest, SubtransportsAreFollowedThroughRecognisedInstances)
 {
     const std::string sub = "shmem";  // classified as "dds.transport.shmem"
-    const std::string outer = std::string(kRows[0].prefix) + ".outer", inner = outer + "." + sub;
+    const std::string outer = "dds.transport.UDPv4_WAN.outer", inner = outer + "." + sub;
     ScopedPolicy policy{{"dds.transport.load_plugins", (outer + ",unknown.x").c_str()},
                         {(outer + ".subtransport").c_str(), sub.c_str()},
                         {(inner + ".subtransport").c_str(), "lost"},
@@ -123,7 +102,7 @@ TEST_F(PluginPrefixMapTest, SubtransportsAreFollowedThroughRecognisedInstances)
     Map m;
     ASSERT_TRUE(m.participant(&policy));
     EXPECT_EQ(m.entries(),
-              (Entries{{outer, kindByName(outer)}, {inner, kindByName("dds.transport." + sub)}} +
+              (Entries{{outer, "UDPV4_WAN"}, {inner, "SHMEM"}} +
                kBuiltins));
     // The sub-transport's own sub-transport is unknown; omitted and built-in instances (added
     // later) are not followed, nor is an entry whose kind matches no row.
@@ -203,7 +182,7 @@ TEST_F(PluginPrefixMapTest, CreateFunctionBufferAndNamesBeyondTheFixedBuffer)
     EXPECT_TRUE(log.contains(2, "DDS_LOG_OUT_OF_RESOURCES_s", {"pluginNamePtr"}));
 
     // With memory, every long name is composed whole.
-    const std::string longOuter = std::string(kRows[0].prefix) + "." + std::string(1100, 'o');
+    const std::string longOuter = "dds.transport.UDPv4_WAN." + std::string(1100, 'o');
     const std::string longSub(1100, 's'), longController = kBucket + std::string(1000, 'c');
     ScopedPolicy longNames{{"dds.transport.load_plugins", longOuter.c_str()},
                            {(longOuter + ".subtransport").c_str(), longSub.c_str()},
@@ -211,108 +190,9 @@ TEST_F(PluginPrefixMapTest, CreateFunctionBufferAndNamesBeyondTheFixedBuffer)
     Map big;
     ASSERT_TRUE(big.participant(&longNames) && history(&big.map, &history1025));
     EXPECT_EQ(big.entries(),
-              (Entries{{longOuter, kindByName(longOuter)}} + kBuiltins +
+              (Entries{{longOuter, "UDPV4_WAN"}} + kBuiltins +
                Entries{{longController, "FLOW_CONTROLLER"}, {h1025, "WRITER_HISTORY"}}));
     EXPECT_EQ(big.omittedNames(), (Names{longOuter + "." + longSub}));
-}
-
-TEST_F(PluginPrefixMapTest, NullArgumentsAreRefusedInTheirOrder)
-{
-    Map m;
-    ScopedPolicy p;
-    char b[255];
-    DDS_TagSeq *tm = &m.map;
-    DDS_StringSeq *om = &m.omitted;
-    const auto refused = [&](int result, const std::string &test) {
-        EXPECT_EQ(result, 0) << test;
-        expectOnlyEntry(1, "ZYN_LOG_PRECONDITION_FAILURE_s", {"\"" + test + " == ((void *)0)\""});
-        log.clear();
-    };
-    const auto create = DDS_PropertyQosPolicy_getPluginCreateFunction;
-    const auto one = DDS_PropertyQosPolicy_populateTransportPluginPrefixes;
-    refused(create(nullptr, nullptr, nullptr), "createFunction");
-    refused(create(b, nullptr, nullptr), "inputProperty");
-    refused(create(b, &p, nullptr), "pluginName");
-    refused(one(nullptr, nullptr, nullptr, "p", "p"), "prefixMap");
-    refused(one(tm, nullptr, nullptr, "p", "p"), "omittedPrefixes");
-    refused(one(tm, om, nullptr, "p", "p"), "inputProperty");
-    for (auto source : {DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin,
-                        DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport}) {
-        refused(source(nullptr, nullptr, nullptr), "prefixMap");
-        refused(source(tm, nullptr, nullptr), "omittedPrefixes");
-        refused(source(tm, om, nullptr), "inputProperty");
-    }
-    refused(DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(nullptr), "prefixMap");
-    refused(DDS_PropertyQosPolicy_populateFlowControllerPrefixes(nullptr, nullptr), "prefixMap");
-    refused(DDS_PropertyQosPolicy_populateFlowControllerPrefixes(tm, nullptr), "inputProperty");
-    // A null prefix reaches the create-function reader, whose refusal fails the classification.
-    EXPECT_EQ(one(tm, om, &p, nullptr, "dds.transport.UDPv4"), 0);
-    expectPrecondition("pluginName == ((void *)0)");
-    EXPECT_TRUE(log.contains(2, "ZYN_LOG_GET_FAILURE_s", {"Create_function property"}));
-    EXPECT_TRUE(m.entries().empty());
-}
-
-// A failure at any allocation ends the sources with its entry and keeps what they appended: the
-// map and the omitted prefixes are then leading parts of the complete ones.
-TEST_F(PluginPrefixMapTest, AllocationFailureAnywhereKeepsWhatWasAppended)
-{
-    const std::string outer = std::string(kRows[1].prefix) + ".outer";
-    const std::string longOuter = std::string(kRows[2].prefix) + "." + std::string(1100, 'l');
-    ScopedPolicy policy{
-        {"dds.transport.load_plugins", (outer + ",unknown.one," + longOuter).c_str()},
-        {"com.zyn.serv.load_plugin", "unknown.two"},
-        {(outer + ".subtransport").c_str(), "shmem"},
-        {(longOuter + ".subtransport").c_str(), std::string(1100, 's').c_str()},
-        {(outer + ".shmem.subtransport").c_str(), "unknown.three"},
-        {(kBucket + "fc1.scheduling").c_str(), "x"},
-        {(kBucket + std::string(1100, 'c') + ".period").c_str(), "x"}};
-    Map complete;
-    ASSERT_TRUE(complete.participant(&policy));
-    const Entries all = complete.entries();
-    const Names allOmitted = complete.omittedNames();
-    ASSERT_EQ(all.size(), 3u + 4u + 2u);
-    ASSERT_EQ(allOmitted.size(), 4u);
-
-    std::set<std::string> seen;  // every entry written, identifier and first argument
-    sweepAllocationFailures([&](long k) {
-        log.clear();
-        Map m;
-        bool ok;
-        {
-            FailAfter armed(k);
-            ok = m.participant(&policy);
-        }
-        const Entries got = m.entries();
-        Names omitted = m.omittedNames();
-        if (ok) {
-            EXPECT_EQ(got, all);
-            EXPECT_EQ(omitted, allOmitted);
-            return true;
-        }
-        if (!omitted.empty() && omitted.back() == "<null>")
-            omitted.pop_back();
-        EXPECT_TRUE(got.size() <= all.size() && std::equal(got.begin(), got.end(), all.begin()))
-            << k;
-        EXPECT_TRUE(omitted.size() <= allOmitted.size() &&
-                    std::equal(omitted.begin(), omitted.end(), allOmitted.begin()))
-            << k;
-        EXPECT_GE(log.size(), 1u) << "k=" << k;
-        for (const CapturedEntry &e : log.entries()) {
-            EXPECT_EQ(e.level, 2) << "k=" << k << "\n" << log.dump();
-            seen.insert(e.templateId + " " + e.args.at(0));
-        }
-        return false;
-    });
-    // Every source's own failure paths were reached, each with its entry.
-    const std::string add = "ZYN_LOG_ADD_FAILURE_s ", out = "DDS_LOG_OUT_OF_RESOURCES_s ";
-    for (const std::string &entry :
-         Names{out + "omittedPrefixes", out + "omittedPrefix", out + "propertyNamePtr",
-               out + "subTransportPropertyPtr", out + "newPrefix", out + "comparePrefixPtr",
-               out + "flowControllerNamePtr", "DDS_LOG_SET_FAILURE_s maximum prefixMap",
-               "ZYN_LOG_GET_FAILURE_ss plugins names from ", add + outer, add + outer + ".shmem",
-               add + kBucket + "fc1", add + kBuiltins[3].first, add + "Plugin Name",
-               "ZYN_LOG_GET_FAILURE_s Create_function property"})
-        EXPECT_EQ(seen.count(entry), 1u) << entry;
 }
 
 }  // namespace

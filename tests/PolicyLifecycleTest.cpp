@@ -56,29 +56,6 @@ TEST_F(PolicyLifecycleTest, DefaultIsTheInitializerAndReleasesNothing)
     EXPECT_EQ(log.size(), 0u);
 }
 
-TEST_F(PolicyLifecycleTest, NullArgumentsAreWarningsNotPreconditionFailures)
-{
-    ScopedPolicy policy{{"a", "1"}};
-    const unsigned int hits = ZynLog_g_assertBreakpointCount;
-    auto expectWarning = [&] {  // the one entry since the last check
-        expectOnlyEntry(ZYN_LOG_LEVEL_WARNING, "ZYN_LOG_ANY_FAILURE_s", {"bad parameter"});
-        log.clear();
-    };
-    DDS_PropertyQosPolicy_initialize(nullptr);
-    expectWarning();
-    DDS_PropertyQosPolicy_finalize(nullptr);
-    expectWarning();
-    EXPECT_EQ(DDS_PropertyQosPolicy_copy(nullptr, &policy), nullptr);
-    expectWarning();
-    EXPECT_EQ(DDS_PropertyQosPolicy_copy(&policy, nullptr), nullptr);
-    expectWarning();
-    EXPECT_EQ(DDS_PropertyQosPolicy_copy(nullptr, nullptr), nullptr);
-    expectWarning();
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
-    EXPECT_EQ(ZynLog_g_assertBreakpointCount, hits) << "no assertion hook";
-    EXPECT_EQ(describe(policy.policy), "a=1;");
-}
-
 TEST_F(PolicyLifecycleTest, FinalizeFreesOnlyWhatTheInitialisedPolicyOwns)
 {
     DDS_PropertyQosPolicy policy;
@@ -159,57 +136,4 @@ TEST_F(PolicyLifecycleTest, EqualsTreatsNullAsAValueAndPassesRemoteThrough)
     ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&b, "shared", "z", 1), DDS_RETCODE_OK);
     EXPECT_FALSE(DDS_PropertyQosPolicy_equals(&a, &b, DDS_BOOLEAN_TRUE));
     EXPECT_EQ(log.size(), 0u) << "no entry in any case";
-}
-
-TEST_F(PolicyLifecycleTest, PresentationConversionsCheckSelfThenTheForm)
-{
-    ScopedPolicy policy{{"a", "1"}};
-    TaviPropertyQosPolicy form{};
-    for (bool to : {true, false}) {
-        for (int nulls = 0; nulls < 3; ++nulls) {  // null self, null form, both
-            SCOPED_TRACE(std::string(to ? "to" : "from") + " with nulls " + std::to_string(nulls));
-            DDS_PropertyQosPolicy *self = nulls == 1 ? &policy.policy : nullptr;
-            TaviPropertyQosPolicy *other = nulls == 0 ? &form : nullptr;
-            log.clear();
-            ZynLog_g_preconditionDetected = 0;
-            const unsigned int hits = ZynLog_g_assertBreakpointCount;
-            EXPECT_EQ(to ? DDS_PropertyQosPolicy_to_presentation_qos_policy(self, other)
-                         : DDS_PropertyQosPolicy_from_presentation_qos_policy(self, other),
-                      DDS_RETCODE_BAD_PARAMETER);
-            const std::string test = nulls != 1 ? "self" : to ? "dst" : "src";
-            expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, "ZYN_LOG_PRECONDITION_FAILURE_s",
-                            {"\"" + test + " == ((void *)0)\""});
-            EXPECT_EQ(ZynLog_g_preconditionDetected, 1);
-            EXPECT_EQ(ZynLog_g_assertBreakpointCount, hits + 1);
-        }
-    }
-    EXPECT_EQ(describe(policy.policy), "a=1;");
-}
-
-TEST_F(PolicyLifecycleTest, PresentationForwardersPassArgumentsAndResultsThrough)
-{
-    ScopedPolicy policy{{"dds.a", "1"}, {"dds.b", "two"}}, back{{"other", "x"}};
-    DDS_PropertySeq_get_reference(&policy.policy.value, 0)->propagate = DDS_BOOLEAN_TRUE;
-    TaviPropertyQosPolicy form{};
-    // "dds.a" 6 + "1" 2 + "dds.b" 6 + "two" 4 = 18 characters: the limits hold it exactly.
-    ASSERT_EQ(DDS_PropertyQosPolicy_setup_presentation_policyI(&form, 2, 18), DDS_RETCODE_OK);
-    EXPECT_EQ(std::make_pair(form.data._maximum, form.data._string_maximum),
-              std::make_pair(2u, 18u));
-    ASSERT_EQ(DDS_PropertyQosPolicy_to_presentation_qos_policy(&policy, &form), DDS_RETCODE_OK);
-    ASSERT_EQ(DDS_PropertyQosPolicy_from_presentation_qos_policy(&back, &form), DDS_RETCODE_OK);
-    EXPECT_EQ(describe(back.policy), "dds.a=1+;dds.b=two;");
-    // One more character than the form holds: the sequence layer's code comes back unchanged.
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_assert_property(&policy, "dds.b", "twoo", 0),
-              DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_PropertyQosPolicy_to_presentation_qos_policy(&policy, &form),
-              DDS_RETCODE_OUT_OF_RESOURCES);
-    EXPECT_EQ(DDS_PropertyQosPolicy_finalize_presentation_policyI(&form), DDS_RETCODE_OK);
-    EXPECT_EQ(form.data._buffer, nullptr);
-    // No checks of their own: the sequence layer answers.
-    EXPECT_EQ(DDS_PropertyQosPolicy_setup_presentation_policyI(nullptr, 1, 1),
-              DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(DDS_PropertyQosPolicy_finalize_presentation_policyI(nullptr),
-              DDS_RETCODE_BAD_PARAMETER);
-    DDS_PropertyQosPolicy_finalize_presentation_policy(nullptr);
-    EXPECT_EQ(log.size(), 0u) << log.dump();
 }

@@ -33,39 +33,6 @@ template <typename Op> auto failingAfter(long k, Op op)
 
 }  // namespace
 
-TEST_F(PropertyLookupTest, ANullPolicyIsAnErrorEntryNeverAPreconditionFailure)
-{
-    ScopedPolicy policy{{"a", "1"}};
-    DDS_Property_t *element = nullptr;
-    const char *bad = "DDS_LOG_BAD_PARAMETER_s", *text = "ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE";
-    auto expectError = [&](const char *templateId, const char *arg) {  // the one entry written
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, templateId, {arg});
-        log.clear();
-    };
-    EXPECT_EQ(count(nullptr), -1);
-    expectError(bad, "policy");
-    EXPECT_EQ(add(nullptr, "a", "1", 1), DDS_RETCODE_BAD_PARAMETER);
-    expectError(bad, "policy");
-    EXPECT_EQ(put(nullptr, "a", "1", 1), DDS_RETCODE_BAD_PARAMETER);
-    expectError(bad, "policy");
-    EXPECT_EQ(putWithPrefix(nullptr, "p", "n", "v", 1), DDS_RETCODE_BAD_PARAMETER);
-    expectError(bad, "policy");  // by the assert, after the name was composed (and freed)
-    EXPECT_EQ(removeProperty(nullptr, "a"), DDS_RETCODE_BAD_PARAMETER);
-    expectError(bad, "policy");
-    EXPECT_EQ(lookup(nullptr, "a"), nullptr);
-    expectError(text, "Provided policy does not exist.\n");
-    EXPECT_EQ(lookupWithPrefix(nullptr, "p", "n"), nullptr);
-    expectError(text, "Provided policy does not exist.\n");
-    EXPECT_EQ(lookupIndex(nullptr, "a", &element), -1);
-    expectError(text, "Provided policy does not exist.");
-    EXPECT_EQ(lookupIndex(&policy, nullptr, &element), -1);
-    expectError(text, "Provided name does not exist.");
-    EXPECT_EQ(lookupIndex(nullptr, nullptr, &element), -1);
-    expectError(text, "Provided policy does not exist.");
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
-    EXPECT_EQ(describe(policy.policy), "a=1;");
-}
-
 TEST_F(PropertyLookupTest, AddAppendsAndAssertReplacesOrAppendsWithTheGivenFlag)
 {
     ScopedPolicy policy;

@@ -546,40 +546,6 @@ TEST_F(SequenceTest, PresentationFormHoldsBothLimitsExactly)
               DDS_RETCODE_BAD_PARAMETER);
 }
 
-TEST_F(SequenceTest, PresentationConversionsLoseNothingWhenMemoryRunsOut)
-{
-    ScopedSeq props;
-    fill(props.get(), {"a=1", "bb=22", "ccc=333"});
-    // Setup, then the conversion back, with every allocation of either failing in turn.
-    sweepAllocationFailures([&](long k) {
-        TaviPropertyQosPolicy form;
-        std::memset(static_cast<void *>(&form), 0x33, sizeof form);
-        ScopedSeq target;
-        fill(target.get(), {"keep=me"});
-        DDS_ReturnCode_t setup, back = DDS_RETCODE_ERROR;
-        {
-            FailAfter armed(k);
-            setup = DDS_PropertySeq_setup_presentation_qosI(&form, 4, 64);
-            if (setup == DDS_RETCODE_OK &&
-                DDS_PropertySeq_to_presentation_sequence(props.get(), &form) == DDS_RETCODE_OK)
-                back = DDS_PropertySeq_from_presentation_sequence(target.get(), &form);
-        }
-        if (setup != DDS_RETCODE_OK) {
-            EXPECT_EQ(setup, DDS_RETCODE_OUT_OF_RESOURCES);
-            EXPECT_TRUE(form.data._buffer == nullptr && form.data._string_buffer == nullptr);
-            return false;
-        }
-        EXPECT_EQ(std::make_pair(form.data._maximum, form.data._string_maximum),
-                  std::make_pair(4u, 64u));
-        DDS_PropertySeq_finalize_presentation_qosI(&form);
-        if (back != DDS_RETCODE_OK) {
-            EXPECT_EQ(back, DDS_RETCODE_OUT_OF_RESOURCES);
-        }
-        EXPECT_EQ(describe(target.seq), back == DDS_RETCODE_OK ? "a=1;bb=22;ccc=333;" : "keep=me;");
-        return back == DDS_RETCODE_OK;
-    });
-}
-
 // ---- the logging service ----
 
 TEST_F(SequenceTest, MasksGateEveryEntryAndAreReadAnewEachTime)
@@ -606,32 +572,6 @@ TEST_F(SequenceTest, MasksGateEveryEntryAndAreReadAnewEachTime)
             shown.push_back(entry.level);
         EXPECT_EQ(shown, c.shown) << "masks " << c.instrumentation << " / " << c.submodules;
     }
-}
-
-TEST_F(SequenceTest, PreconditionFailureRaisesTheFlagAndCallsTheHookWhateverTheMasks)
-{
-    const struct {
-        unsigned int mask;
-        int detect;
-        size_t entries;
-        int flag;
-    } cases[] = {{ZYN_LOG_VERBOSITY_SILENT, 1, 0, 1},  // masks closed: flag and hook all the same
-                 {ZYN_LOG_VERBOSITY_WARNING, 0, 1, 0},  // detection off: entry and hook only
-                 {ZYN_LOG_VERBOSITY_WARNING, 1, 1, 1}};
-    for (const auto &c : cases) {
-        log.clear();
-        ZynLog_g_preconditionDetected = 0;
-        DDSLog_g_instrumentationMask = c.mask;
-        ZynLog_g_detectPrecondition = c.detect;
-        const unsigned int hits = ZynLog_g_assertBreakpointCount;
-        DDS_PropertyQosPolicy_get_default(nullptr);
-        ZynLog_g_detectPrecondition = 1;
-        EXPECT_EQ(std::make_tuple(log.size(), ZynLog_g_preconditionDetected,
-                                  ZynLog_g_assertBreakpointCount),
-                  std::make_tuple(c.entries, c.flag, hits + 1));
-    }
-    expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, "ZYN_LOG_PRECONDITION_FAILURE_s",
-                    {"\"self == ((void *)0)\""});
 }
 
 TEST_F(SequenceTest, PrintersHandTheSinkTheTemplateAndItsArguments)

@@ -42,38 +42,17 @@ TEST_F(StringSearchTest, ExactAndPartialModes)
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
-TEST_F(StringSearchTest, NullArgumentsAndNullKeys)
+TEST_F(StringSearchTest, NullKeyIsTheEmptyStringToTheExactComparison)
 {
-    const Record records[] = {{"m", 0}};
-    DDS_UnsignedLong index = 777;
-    const auto search = DDS_PropertyQosPolicy_binaryStringSearch;
-    EXPECT_EQ(search(nullptr, "a", records, 1, sizeof(Record), 1), 0);
-    EXPECT_EQ(search(&index, nullptr, records, 1, sizeof(Record), 1), 0);
-    EXPECT_EQ(search(&index, "a", nullptr, 1, sizeof(Record), 0), 0);
-    EXPECT_EQ(index, 777u);
+    const Record records[] = {{"m", 0}}, nullKey = {nullptr, 0};
     for (auto compare : {DDS_PropertyQosPolicy_binaryStringSearchExactCompare,
                          DDS_PropertyQosPolicy_binaryStringSearchPartialCompare}) {
-        EXPECT_EQ(compare(nullptr, nullptr), 0);
-        EXPECT_EQ(compare(nullptr, &records[0]), -1);
-        EXPECT_EQ(compare("m", nullptr), 1);
         EXPECT_LT(compare("a", &records[0]), 0);
         EXPECT_GT(compare("z", &records[0]), 0);
     }
-    // A null key is the empty string to the exact comparator, a precondition to the partial one.
-    const Record nullKey = {nullptr, 0};
     EXPECT_EQ(DDS_PropertyQosPolicy_binaryStringSearchExactCompare("", &nullKey), 0);
     EXPECT_GT(DDS_PropertyQosPolicy_binaryStringSearchExactCompare("a", &nullKey), 0);
-    EXPECT_EQ(DDS_PropertyQosPolicy_binaryStringSearchPartialCompare("a", &nullKey), 1);
-
-    const std::string both = "left == ((void *)0) && right == ((void *)0)";
-    const std::string tests[] = {"targetIndex", "target", "list", both,    "left",
-                                 "right",       both,     "left", "right", "itemString"};
-    ASSERT_EQ(log.size(), std::size(tests)) << log.dump();
-    for (size_t i = 0; i < std::size(tests); ++i) {
-        const std::string test = tests[i] == both ? both : tests[i] + " == ((void *)0)";
-        EXPECT_EQ(log.entries()[i].level, 1) << i;
-        EXPECT_EQ(log.entries()[i].args, std::vector<std::string>{"\"" + test + "\""}) << i;
-    }
+    EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
 TEST_F(StringSearchTest, OrderedSearchGivesInsertionPointOnlyWhenAsked)

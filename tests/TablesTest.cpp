@@ -1,188 +1,141 @@
-/* Consistency of the constant tables with one another. Each table's own shape (counts, sort
- * order, row order of the plug-in table) is checked at compile time in its .cpp; these tests cover
- * what spans tables and translation units. */
-#include "tables/Tables.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cctype>
-#include <set>
+// A sample of the constant tables' rows, each checked through the operations that read it
+// against what the middleware documents: which names each entity accepts and keeps secret, which
+// kind a loaded plug-in is recognised as (by its name or its create function), and which
+// settings each kind accepts under the instance's prefix.
 #include <string>
 #include <vector>
 
+#include "support/TestSupport.h"
+
+using namespace propqos_test;
+
 namespace {
 
-using Names = std::vector<std::string>;
+class TablesTest : public ModuleTest {};
 
-/* The entries of a name table before its closing "": none may be null, and the "" must come. */
-Names namesOf(const char *const *table, const char *what) {
-    Names out;
-    for (int i = 0; i < 4096; ++i) {
-        if (table[i] == nullptr || table[i][0] == '\0') {
-            EXPECT_NE(table[i], nullptr) << what << ": null entry at " << i;
-            return out;
-        }
-        out.emplace_back(table[i]);
-    }
-    ADD_FAILURE() << what << ": no closing \"\"";
-    return out;
-}
-Names namesOf(const char *const *array, int count) { return Names(array, array + count); }
+constexpr DDS_EntityKind_t P = DDS_PARTICIPANT_ENTITY_KIND, W = DDS_DATAWRITER_ENTITY_KIND,
+                           R = DDS_DATAREADER_ENTITY_KIND;
+enum Verdict { kValid, kPrivate, kUnknown };
 
-bool contains(const Names &names, const std::string &name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-bool endsWith(const std::string &s, const std::string &tail) {
-    return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-}
-/* The matcher's rule: `needle` occurs in `haystack`, letter case ignored. */
-bool iContains(std::string haystack, std::string needle) {
-    for (std::string *s : {&haystack, &needle})
-        std::transform(s->begin(), s->end(), s->begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    return haystack.find(needle) != std::string::npos;
-}
-
-struct Kind {
-    const char *label;
-    const char *const *prefixes, *const *open, *const *secret;
-};
-const Kind kKinds[] = {
-    {"participant", PROPERTY_VALID_PROPERTY_PREFIXES_DOMAINPARTICIPANT, PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT,
-     PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT},
-    {"data writer", PROPERTY_VALID_PROPERTY_PREFIXES_DATAWRITER, PROPERTY_VALID_PUBLIC_PROPERTIES_DATAWRITER,
-     PROPERTY_VALID_PRIVATE_PROPERTIES_DATAWRITER},
-    {"data reader", PROPERTY_VALID_PROPERTY_PREFIXES_DATAREADER, PROPERTY_VALID_PUBLIC_PROPERTIES_DATAREADER,
-     PROPERTY_VALID_PRIVATE_PROPERTIES_DATAREADER},
+// Loads three plug-ins: by name (TLS, WAN) and by create function only (an oddly named UDPv6).
+const std::vector<std::pair<const char *, const char *>> kLoads = {
+    {"dds.transport.load_plugins", "dds.transport.TCPv4_TLS.s,dds.transport.UDPv4_WAN.w,dds.transport.x6,dds.transport.TCPv4.t"},
+    {"dds.transport.x6.create_function", "ZynTransportUdpv6_create"},
 };
 
-const PROPERTYPluginProperty *pluginRow(const std::string &kind) {
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (kind == row.name) return &row;
-    return nullptr;
-}
-/* A row's public or private suffixes, put under its prefix. */
-Names rowNames(const PROPERTYPluginProperty &row, bool secret) {
-    Names out;
-    for (int i = 0; i < (secret ? row.privatePropertiesSize : row.publicPropertiesSize); ++i)
-        out.push_back(std::string(row.prefix) + "." + (secret ? row.privateProperties : row.publicProperties)[i]);
-    return out;
-}
-
-/* First-match classification of a loaded plug-in, by name or by exact create function. */
-std::string classify(const std::string &comparePrefix, const std::string &createFunction = "") {
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (iContains(comparePrefix, row.prefix) || (!createFunction.empty() && createFunction == row.createFunction))
-            return row.name;
-    return "";
-}
-
-/* The names that saving replaces with "[redacted]". */
-bool confidential(const std::string &name) {
-    for (const char *suffix : {".cryptography.key", ".key_material_key", ".password", ".private_key", ".private_key_file",
-                               ".private_key_password", ".rsa_private_key", ".rsa_private_key_file",
-                               ".rtps_psk_secret_passphrase"})
-        if (endsWith(name, suffix)) return true;
-    return false;
-}
-
-} // namespace
-
-TEST(EntityTables, ClosedUniqueUnderTheirKindsPrefixesAndSecretExactlyWhenRedacted) {
-    for (const Kind &kind : kKinds) {
-        SCOPED_TRACE(kind.label);
-        const Names prefixes = namesOf(kind.prefixes, "prefixes");
-        const Names open = namesOf(kind.open, "public"), secret = namesOf(kind.secret, "private");
-        ASSERT_FALSE(prefixes.empty() || open.empty());
-        for (const Names *table : {&prefixes, &open, &secret})
-            EXPECT_EQ(std::set<std::string>(table->begin(), table->end()).size(), table->size()) << "duplicate entry";
-        for (const std::string &prefix : prefixes) EXPECT_TRUE(endsWith(prefix, ".")) << prefix;
-        for (const Names *table : {&open, &secret})
-            for (const std::string &name : *table) {
-                /* A secret must not be written out in clear, nor a redacted name offered as a suggestion. */
-                EXPECT_EQ(confidential(name), table == &secret) << name;
-                EXPECT_FALSE(contains(table == &open ? secret : open, name)) << name << " is public and private";
-                EXPECT_TRUE(std::any_of(prefixes.begin(), prefixes.end(),
-                                        [&](const std::string &p) { return name.compare(0, p.size(), p) == 0; }))
-                    << name << " lies under no checked prefix";
-            }
-    }
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        for (bool secret : {false, true})
-            for (const std::string &name : rowNames(row, secret))
-                EXPECT_EQ(confidential(name), secret) << row.name << ": " << name;
-}
-
-TEST(PluginTable, EachKindExpandsThroughExactlyTheIntendedRows) {
-    /* The kinds the prefix map writes itself, and every row name that classification writes: only the two
-     * extending transports take a second row. */
-    Names kinds = {"UDPV4", "SHMEM", "UDPV6", "WRITER_HISTORY", "FLOW_CONTROLLER"};
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) kinds.push_back(row.name);
-    for (const std::string &kind : kinds) {
-        std::set<std::string> matching, expected{kind};
-        for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-            if (iContains(kind, row.name)) matching.insert(row.name);
-        if (kind == "UDPV4_WAN" || kind == "TCPV4_TLS") expected.insert(kind.substr(0, 5));
-        EXPECT_EQ(matching, expected) << kind;
-    }
-}
-
-TEST(PluginTable, LoadedPluginsClassifyToTheirRow) {
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
-        EXPECT_EQ(classify(std::string(row.prefix) + ".instance1"), row.name);
-        EXPECT_EQ(classify("my_plugin", row.createFunction), row.name);
-    }
-    EXPECT_EQ(classify("DDS.Transport.udpv4_wan.edge"), "UDPV4_WAN"); /* letter case ignored */
-    EXPECT_EQ(classify("dds.transport.TCPv4_TLS.secure"), "TCPV4_TLS");
-    EXPECT_EQ(classify("dds.transport.TCPv4.tunnel"), "TCPV4");               /* relay sub-transport */
-    EXPECT_EQ(classify("my_plugin", "zyntransporttcpv4_create"), "");         /* create function: exact */
-    EXPECT_EQ(classify("dds.transport.sctp.x"), "");
-    /* The relay names its sub-transport, so it must accept that setting. */
-    const PROPERTYPluginProperty *relay = pluginRow("RELAY");
-    ASSERT_NE(relay, nullptr);
-    EXPECT_TRUE(contains(namesOf(relay->publicProperties, relay->publicPropertiesSize), "subtransport"));
-}
-
-TEST(PluginTable, SecurityRowsAgreeWithTheParticipantTables) {
-    /* Security is usually switched on without loading a plug-in, so its settings under the default prefixes
-     * must be valid participant names on their own. */
-    const Names open = namesOf(PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT, "public");
-    const Names secret = namesOf(PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT, "private");
-    for (const char *kind : {"AUTHENTICATION", "ACCESS_CONTROL", "CRYPTOGRAPHY"}) {
-        const PROPERTYPluginProperty *row = pluginRow(kind);
-        ASSERT_NE(row, nullptr) << kind;
-        for (bool isSecret : {false, true})
-            for (const std::string &name : rowNames(*row, isSecret))
-                EXPECT_TRUE(contains(isSecret ? secret : open, name)) << kind << ": " << name;
-    }
-}
-
-TEST(MutabilityTables, AgreeWithTheEntityAndPluginTables) {
-    const Names loadPlugins = namesOf(PROPERTY_LOAD_PLUGINS_ARRAY, PROPERTY_LOAD_PLUGINS_ARRAY_COUNT);
-    EXPECT_EQ(loadPlugins, (Names{"dds.transport.load_plugins", "dds.discovery.endpoint.load_plugins",
-                                  "dds.discovery.participant.load_plugins", "com.zyn.serv.load_plugin"}));
-    const Names participant = namesOf(PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT, "public");
-    for (const std::string &name : loadPlugins) EXPECT_TRUE(contains(participant, name)) << name;
-    Names known(loadPlugins);
-    for (const Kind &kind : kKinds)
-        for (const char *const *table : {kind.open, kind.secret}) {
-            const Names names = namesOf(table, kind.label);
-            known.insert(known.end(), names.begin(), names.end());
+TEST_F(TablesTest, EachEntityAcceptsItsNamesAndKeepsItsSecrets)
+{
+    const struct {
+        DDS_EntityKind_t kind;
+        const char *name;
+        Verdict verdict;
+    } cases[] = {
+        {P, "dds.participant.index", kValid},
+        {P, "dds.participant.domain_tag", kValid},
+        {P, "dds.participant.property_validation_action", kValid},
+        {P, "dds.transport.load_plugins", kValid},
+        {P, "dds.discovery.initial_peers", kValid},
+        {P, "dds.sec.auth.identity_ca", kValid},
+        {P, "dds.sec.auth.password", kPrivate},
+        {P, "dds.sec.crypto.rtps_psk_secret_passphrase", kPrivate},
+        {P, "dds.flow_controller.token_bucket.fc.bucket.period", kValid},
+        {P, "dds.flow_controller.bogus", kUnknown},
+        {P, "com.zyn.bogus", kUnknown},
+        {P, "dds.transport.UDPv4.builtin.socket.send_buffer_size", kValid},
+        {P, "dds.transport.UDPv4.builtin.multicast.hop_limit", kUnknown},  // IPv6's name
+        {P, "dds.transport.UDPv6.builtin.multicast.hop_limit", kValid},
+        {P, "dds.transport.shmem.builtin.receive.buffer_size", kValid},
+        {P, "dds.transport.TCPv4.t.server.bind_port", kValid},
+        {P, "dds.transport.TCPv4_TLS.s.server.bind_port", kValid},  // TLS extends TCPv4
+        {P, "dds.transport.TCPv4_TLS.s.tls.private_key_password", kPrivate},
+        {P, "dds.transport.UDPv4_WAN.w.wan.server.password", kPrivate},
+        {P, "dds.transport.UDPv4_WAN.w.socket.send_buffer_size", kValid},
+        {P, "dds.transport.x6.socket.traffic_class", kValid},
+        {P, "dds.transport.x6.socket.dscp", kUnknown},
+        {P, "dds.data_writer.heartbeat.period", kValid},  // not a participant prefix: unchecked
+        {W, "dds.data_writer.heartbeat.period", kValid},
+        {W, "dds.data_writer.history.plugin_name", kValid},
+        {W, "dds.data_writer.heartbet.period", kUnknown},
+        {R, "dds.data_reader.nack.period", kValid},
+        {R, "dds.data_reader.nack.perod", kUnknown},
+        {R, "openssl_engine.dds.data_reader.x", kValid},  // ignored everywhere
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        ScopedPolicy policy;
+        for (const auto &[name, value] : kLoads)
+            DDS_PropertyQosPolicyHelper_add_property(&policy, name, value, 0);
+        DDS_PropertyQosPolicyHelper_add_property(&policy, c.name, "1", 0);
+        log.clear();
+        EXPECT_EQ(DDS_PropertyQosPolicy_validate_property_names_per_entity(
+                      &policy, c.kind, DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_EXCEPTION),
+                  c.verdict == kUnknown ? 0 : 1)
+            << log.dump();
+        // Secrets: the entity's own private names, or a private suffix of a plug-in row.
+        char **open = nullptr, **secret = nullptr;
+        int openSize = 1, secretSize = 1;
+        DDS_StringSeq omitted = DDS_SEQUENCE_INITIALIZER;
+        ASSERT_EQ(DDS_PropertyQosPolicy_populatePluginProperties(&open, &secret, &openSize, &secretSize,
+                                                                 &omitted, &policy, c.kind), 1);
+        const char *const *own = c.kind == P   ? PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT
+                                 : c.kind == W ? PROPERTY_VALID_PRIVATE_PROPERTIES_DATAWRITER
+                                               : PROPERTY_VALID_PRIVATE_PROPERTIES_DATAREADER;
+        EXPECT_EQ(DDS_PropertyQosPolicy_isPropertyPrivate(c.name, own, secret), c.verdict == kPrivate ? 1 : 0);
+        for (auto [array, size] : {std::pair{open, openSize}, std::pair{secret, secretSize}}) {
+            for (int i = 0; i < size; ++i)
+                DDS_String_free(array[i]);
+            ZynOsapiHeap_freeArray(array);
         }
-    for (const PROPERTYValueAttributes &entry : PROPERTY_NO_PLUGIN_VALUE_ATTRIBUTES)
-        EXPECT_TRUE(contains(known, entry.propertyName)) << entry.propertyName;
-
-    for (const PROPERTYPluginValueAttributes &mut : PROPERTY_PLUGIN_VALUE_ATTRIBUTES) {
-        SCOPED_TRACE(mut.prefix);
-        const PROPERTYPluginProperty *row = pluginRow(mut.name);
-        ASSERT_NE(row, nullptr) << "no plug-in row of kind " << mut.name;
-        EXPECT_STREQ(mut.createFunction, row->createFunction);
-        /* The instance the row describes classifies as its kind, and accepts every name with a mutability. */
-        EXPECT_EQ(classify(mut.prefix), mut.name);
-        Names suffixes = namesOf(row->publicProperties, row->publicPropertiesSize);
-        const Names privateSuffixes = namesOf(row->privateProperties, row->privatePropertiesSize);
-        suffixes.insert(suffixes.end(), privateSuffixes.begin(), privateSuffixes.end());
-        for (DDS_Long i = 0; i < mut.propertiesSize; ++i)
-            EXPECT_TRUE(contains(suffixes, mut.properties[i].propertyName)) << mut.properties[i].propertyName;
+        DDS_StringSeq_finalize(&omitted);
     }
 }
+
+TEST_F(TablesTest, LoadedPluginsAreRecognisedByNameOrCreateFunction)
+{
+    const struct {
+        const char *name, *createFunction, *kind;  // kind "": omitted
+    } cases[] = {
+        {"dds.transport.TCPv4.t", nullptr, "TCPV4"},
+        {"dds.transport.TCPv4_TLS.s", nullptr, "TCPV4_TLS"},
+        {"DDS.Transport.udpv4_wan.edge", nullptr, "UDPV4_WAN"},  // letter case ignored
+        {"dds.transport.UDPv4.mine", nullptr, "UDPV4"},
+        {"dds.transport.relay.r", nullptr, "RELAY"},
+        {"dds.sec.crypto.c", nullptr, "CRYPTOGRAPHY"},
+        {"com.zyn.monitor.m", nullptr, "MONITORING"},
+        {"p1", "ZynTransportUdpv6_create", "UDPV6"},
+        {"p2", "ZynTransportShmem_create", "SHMEM"},
+        {"p3", "ZynTransportTcpv4Tls_create", "TCPV4_TLS"},
+        {"p4", "ZynSecAuthentication_create", "AUTHENTICATION"},
+        {"p5", "ZynWriterHistory_create", "WRITER_HISTORY"},
+        {"p6", "zyntransportudpv6_create", ""},  // a create function is matched exactly
+        {"dds.transport.sctp.x", nullptr, ""},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        ScopedPolicy policy{{"dds.transport.load_plugins", c.name}};
+        if (c.createFunction != nullptr)
+            DDS_PropertyQosPolicyHelper_add_property(&policy, (std::string(c.name) + ".create_function").c_str(),
+                                                     c.createFunction, 0);
+        DDS_TagSeq map = DDS_SEQUENCE_INITIALIZER;
+        DDS_StringSeq omitted = DDS_SEQUENCE_INITIALIZER;
+        EXPECT_EQ(DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&map, &omitted, &policy), 1);
+        const bool known = *c.kind != '\0';
+        ASSERT_EQ(DDS_TagSeq_get_length(&map), known ? 1 : 0);
+        ASSERT_EQ(DDS_StringSeq_get_length(&omitted), known ? 0 : 1);
+        if (known)
+            EXPECT_STREQ(DDS_TagSeq_get_reference(&map, 0)->value, c.kind);
+        DDS_TagSeq_finalize(&map);
+        DDS_StringSeq_finalize(&omitted);
+    }
+    // The built-in transports, in their order.
+    DDS_TagSeq map = DDS_SEQUENCE_INITIALIZER;
+    ASSERT_EQ(DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&map), 1);
+    std::string builtins;
+    for (DDS_Long i = 0; i < DDS_TagSeq_get_length(&map); ++i)
+        builtins += std::string(DDS_TagSeq_get_reference(&map, i)->name) + "=" + DDS_TagSeq_get_reference(&map, i)->value + ";";
+    EXPECT_EQ(builtins, "dds.transport.UDPv4.builtin=UDPV4;dds.transport.UDPv4_WAN.builtin=UDPV4_WAN;"
+                        "dds.transport.shmem.builtin=SHMEM;dds.transport.UDPv6.builtin=UDPV6;");
+    DDS_TagSeq_finalize(&map);
+}
+
+}  // namespace
