@@ -2,6 +2,10 @@
 #include <climits>
 #include <cstring>
 
+#include <map>
+
+#include <nlohmann/json.hpp>
+
 #include "Commands.hpp"
 #include "Text.hpp"
 #include <propqos/sys/Strings.h>
@@ -12,7 +16,8 @@ namespace propqos::cli
 {
 
 const char *const kExplainHelp =
-    "usage: propqos explain NAME\n"
+    "usage: propqos explain [--format text|json] NAME\n"
+    "       propqos explain [--format text|json] --prefix PREFIX\n"
     "\n"
     "Tells, for each of participant, datawriter and datareader, whether NAME is a property\n"
     "name the middleware knows: one of its own names (public, or private: accepted but never\n"
@@ -22,13 +27,20 @@ const char *const kExplainHelp =
     "accepts a change of it), whether saving redacts its value, and, for an unknown name, the\n"
     "closest known name.\n"
     "\n"
-    "options:\n"
-    "  -h, --help   this help\n"
+    "With --prefix, lists instead every public name that begins with PREFIX, each with its\n"
+    "mutability and the entities that know it.\n"
     "\n"
-    "exit status: 0 the name is known, 1 it is not, 2 usage.\n";
+    "options:\n"
+    "  --prefix PREFIX     list the known names under PREFIX\n"
+    "  --format text|json  lines (default) or one JSON object\n"
+    "  -h, --help          this help\n"
+    "\n"
+    "exit status: 0 the name is known (a name is listed), 1 it is not (none is), 2 usage.\n";
 
 namespace
 {
+
+using Json = nlohmann::ordered_json;
 
 struct Kind {
     Entity entity;
@@ -115,7 +127,7 @@ std::optional<Verdict> viaLoadedPlugin(const Kind &kind, const std::string &name
                 Verdict v;
                 v.known = true;
                 v.text = "known once a " + std::string(row.name) + " plug-in is loaded as " +
-                         quoted(instance) + " (" + loader + " = " + instance + ")";
+                         cli::quoted(instance) + " (" + loader + " = " + instance + ")";
                 v.context = std::move(list);
                 return v;
             }
@@ -156,14 +168,14 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
               "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."}) {
             if (startsWith(name, builtin)) {
                 v.text = "known (built-in transport " +
-                         quoted(std::string_view(builtin, std::strlen(builtin) - 1)) + ")";
+                         cli::quoted(std::string_view(builtin, std::strlen(builtin) - 1)) + ")";
                 return v;
             }
         }
         const std::string_view flow = "dds.flow_controller.token_bucket.";
         if (startsWith(name, flow)) {
             const std::size_t dot = name.find('.', flow.size());
-            v.text = "known (flow controller " + quoted(name.substr(0, dot)) + ")";
+            v.text = "known (flow controller " + cli::quoted(name.substr(0, dot)) + ")";
             return v;
         }
         v.text = "accepted (not subject to the name check)";
@@ -179,12 +191,51 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
     return v;
 }
 
+// Every public name under `prefix`, with the entities that know it and its mutability.
+int listPrefix(const std::string &prefix, bool json)
+{
+    std::map<std::string, std::vector<const char *>> names;
+    for (const Kind &kind : kKinds) {
+        for (const char *const *n = kind.publicNames; **n != '\0'; ++n) {
+            if (startsWith(*n, prefix)) {
+                names[*n].push_back(entityLabel(kind.entity));
+            }
+        }
+    }
+    const PropertyList empty;
+    std::string text;
+    Json list = Json::array();
+    for (const auto &[name, entities] : names) {
+        const char *mutability = toString(empty.mutability(name));
+        if (json) {
+            list.push_back({{"name", name}, {"entities", entities}, {"mutability", mutability}});
+            continue;
+        }
+        text += name + ": " + mutability + " (";
+        for (std::size_t i = 0; i < entities.size(); ++i) {
+            text += (i == 0 ? "" : ", ") + std::string(entities[i]);
+        }
+        text += ")\n";
+    }
+    if (json) {
+        text = Json{{"prefix", prefix}, {"names", list}}.dump(2, ' ', false,
+                                                               Json::error_handler_t::replace) +
+               "\n";
+    }
+    out(text);
+    return names.empty() ? kExitFindings : kExitClean;
+}
+
 } // namespace
 
 int runExplain(const ExplainOptions &options)
 {
+    if (options.prefix) {
+        return listPrefix(*options.prefix, options.json);
+    }
     const std::string &name = options.name;
-    std::string text = quoted(name) + "\n";
+    std::string text = cli::quoted(name) + "\n";
+    Json entities = Json::object();
     bool known = false;
     std::vector<std::string> suggestions;
     const PropertyList empty;
@@ -193,6 +244,7 @@ int runExplain(const ExplainOptions &options)
     for (const Kind &kind : kKinds) {
         Verdict v = verdictFor(kind, name);
         text += std::string("  ") + entityLabel(kind.entity) + ": " + v.text + "\n";
+        entities[entityLabel(kind.entity)] = {{"known", v.known}, {"verdict", v.text}};
         known = known || v.known;
         if (!v.suggestion.empty()) {
             suggestions.push_back(v.suggestion);
@@ -202,10 +254,15 @@ int runExplain(const ExplainOptions &options)
             context = &*loadedContext;
         }
     }
-    text += std::string("  mutability: ") + toString(context->mutability(name)) + "\n";
-    if (PropertyList::isConfidential(name)) {
+    const char *mutability = toString(context->mutability(name));
+    const bool confidential = PropertyList::isConfidential(name);
+    text += std::string("  mutability: ") + mutability + "\n";
+    if (confidential) {
         text += "  confidential: saved as \"[redacted]\"\n";
     }
+    Json document = {{"name", name},      {"known", known},
+                     {"entities", entities}, {"mutability", mutability},
+                     {"confidential", confidential}};
     if (!known) {
         for (const Kind &kind : kKinds) {
             DDS_Long index = 0, distance = INT32_MAX;
@@ -224,10 +281,11 @@ int runExplain(const ExplainOptions &options)
             }
         }
         if (best != nullptr) {
-            text += "  closest known name: " + quoted(*best) + "\n";
+            text += "  closest known name: " + cli::quoted(*best) + "\n";
+            document["closestKnownName"] = *best;
         }
     }
-    out(text);
+    out(options.json ? document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n" : text);
     return known ? kExitClean : kExitFindings;
 }
 

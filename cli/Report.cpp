@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Commands.hpp"
 #include "Rules.hpp"
 #include "Text.hpp"
 
@@ -70,6 +71,12 @@ Json physicalLocation(const Finding &f)
 }
 
 } // namespace
+
+nlohmann::ordered_json findingObject(const Finding &finding)
+{
+    // One writer of the fields; findingJson keeps check's one-line-per-finding layout.
+    return Json::parse(findingJson(finding));
+}
 
 std::string artifactUri(const std::string &path)
 {

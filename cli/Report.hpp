@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "Profiles.hpp"
 
 namespace propqos::cli
@@ -21,6 +23,9 @@ struct Edit {
 
 // The edit that would settle a finding, if there is a safe one.
 using FixFinder = std::function<std::optional<Edit>(const Finding &)>;
+
+// A finding as a JSON object: the fields of check --format json.
+nlohmann::ordered_json findingObject(const Finding &finding);
 
 // One SARIF log with one run: the tool, its rules, and a result per finding.
 std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixOf);
