@@ -515,6 +515,11 @@ int runCheck(const CheckOptions &options)
     std::string text;
     if (options.fix) {
         text = fixTypos(findings, set, options.dryRun);
+        // JSON and SARIF stay parseable: the list of corrections goes to standard error.
+        if (!options.dryRun && options.format != "text") {
+            std::fputs(text.c_str(), stderr);
+            text.clear();
+        }
     }
     if (options.format == "sarif") {
         if (!options.dryRun) {
