@@ -75,7 +75,19 @@ public:
     }
     const std::vector<std::string> &parse(const std::vector<std::string> &args)
     {
+        // CLI11 reads "--opt=" as "--opt" and takes the next argument; the value is empty.
         std::vector<std::string> reversed(args.rbegin(), args.rend());
+        bool endOfOptions = false;
+        for (std::size_t i = reversed.size(); i-- > 0;) {
+            const std::string &a = reversed[i];
+            endOfOptions = endOfOptions || a == "--";
+            if (!endOfOptions && a.size() > 3 && a.compare(0, 2, "--") == 0 &&
+                a.back() == '=' && a.find('=') == a.size() - 1) {
+                const std::string option = a.substr(0, a.size() - 1);
+                reversed[i] = "";
+                reversed.insert(reversed.begin() + static_cast<std::ptrdiff_t>(i) + 1, option);
+            }
+        }
         try {
             app_.parse(reversed);
         } catch (const CLI::ArgumentMismatch &e) {
