@@ -33,7 +33,6 @@ int g_int;
 char **g_array;
 DDS_PropertyQosPolicyValidationAction g_action;
 DDS_PropertyQosPolicyMutability g_mutability;
-TaviPropertyQosPolicy g_form;
 
 constexpr int P = ZYN_LOG_LEVEL_PRECONDITION, E = ZYN_LOG_LEVEL_ERROR, W = ZYN_LOG_LEVEL_WARNING;
 const char *const kPre = "ZYN_LOG_PRECONDITION_FAILURE_s";
