@@ -122,8 +122,9 @@ TEST_F(TablesTest, LoadedPluginsAreRecognisedByNameOrCreateFunction)
         const bool known = *c.kind != '\0';
         ASSERT_EQ(DDS_TagSeq_get_length(&map), known ? 1 : 0);
         ASSERT_EQ(DDS_StringSeq_get_length(&omitted), known ? 0 : 1);
-        if (known)
+        if (known) {
             EXPECT_STREQ(DDS_TagSeq_get_reference(&map, 0)->value, c.kind);
+        }
         DDS_TagSeq_finalize(&map);
         DDS_StringSeq_finalize(&omitted);
     }
