@@ -54,7 +54,7 @@ bool trustEntryEnabled(const VorlWorker *worker)
         return true;
     }
     return worker != nullptr && worker->_activityContext != nullptr &&
-           (worker->_activityContext->categoryMask & ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR]) != 0;
+           (worker->_activityContext->categoryMask & ZynLog_getCategoryMask(ZYN_LOG_LEVEL_ERROR)) != 0;
 }
 
 // Stores `fresh` in an element's string slot. The old string is released only when the sequence

@@ -1,9 +1,23 @@
 #include "platform/Log.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <thread>
+
+namespace propqos_internal {
+
+struct LogDiversionAccess {
+    static void deliver(const LogDiversion &diversion, const ZynLogEntry &entry)
+    {
+        diversion.receiver_(&entry, diversion.userData_);
+    }
+};
+
+}  // namespace propqos_internal
 
 extern "C" {
 
@@ -18,53 +32,83 @@ unsigned int ZynLog_g_categoryMask[ZYN_LOG_CATEGORY_MASK_COUNT] = {
 unsigned int ZynLog_g_assertBreakpointCount = 0;
 
 #define ZYN_LOG_DEFINE_TEMPLATE(id, text) const ZynLogMessageTemplate id = {#id, text};
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_PRECONDITION_FAILURE_s, "precondition failed: %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_ANY_FAILURE_s, "failure: %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_ANY_FAILURE_ss, "failure: %s%s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_ADD_FAILURE_s, "failed to add %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_GET_FAILURE_s, "failed to get %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_GET_FAILURE_ss, "failed to get %s%s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FINALIZE_s, "failed to finalize %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_PARSER_FAILURE_ss, "cannot parse %s: \"%s\"")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_BAD_STRING_FORMAT_ss, "bad format of %s: \"%s\"")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_PARSER_VALUE_OUT_OF_RANGE_ss, "value of %s out of range %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_UNEXPECTED_PROPERTY_sssss,
-                        "%sunexpected property \"%s\"; did you mean \"%s%s\"? (checked under %s)")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, "bad parameter: %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE, "failed to allocate %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_INITIALIZE_TEMPLATE, "failed to initialize %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "failed to add %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_SET_TEMPLATE, "failed to set %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_GET_TEMPLATE, "failed to get %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_COPY_TEMPLATE, "failed to copy %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_FINALIZE_TEMPLATE, "failed to finalize %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_FAILED_TO_CONVERT_TYPE_TEMPLATE, "conversion failed: %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_INITIALIZE_TEMPLATE, "failed to initialize %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_LOG_INCONSISTENT_QOS_TEMPLATE, "inconsistent QoS: %s")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_OSAPI_UTILITY_LOG_SNPRINTF_INT_FAILURE_ddd,
-                        "snprintf into %d bytes of %d failed with %d")
-ZYN_LOG_DEFINE_TEMPLATE(ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd,
-                        "out of memory for an array of %d slots of %d bytes")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_BAD_PARAMETER_s, "bad parameter: %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_OUT_OF_RESOURCES_s, "out of resources for %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_SET_FAILURE_s, "failed to set %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_GET_FAILURE_s, "failed to get %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_COPY_FAILURE_s, "failed to copy %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_CONCATENATE_STRING_ssd,
-                        "cannot concatenate \"%s\" and \"%s\" within %d characters")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_INCONSISTENT_POLICIES_sdsd,
-                        "inconsistent policies: %s (%d) exceeds %s (%d)")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_INCONSISTENT_POLICIES_sdsds,
-                        "inconsistent policies: %s (%d) exceeds %s (%d). %s")
-ZYN_LOG_DEFINE_TEMPLATE(DDS_LOG_INCONSISTENT_PROPERTY_sss, "inconsistent %s property \"%s\": %s")
+ZYN_LOG_TEMPLATES(ZYN_LOG_DEFINE_TEMPLATE)
 #undef ZYN_LOG_DEFINE_TEMPLATE
 
 }  // extern "C"
 
 namespace {
 
-ZynLogSinkFn g_sink = nullptr;
-void *g_sinkUserData = nullptr;
+// The template table's texts agree with their identifiers: a conversion for each argument
+// letter, in order, and exactly one %s in the text of a _TEMPLATE identifier.
+constexpr bool textMatchesLetters(const char *id, const char *text)
+{
+    using propqos_internal::logcheck::endsWith;
+    using propqos_internal::logcheck::lettersOf;
+    const char *letters = endsWith(id, "_TEMPLATE") ? "s" : lettersOf(id);
+    if (letters[0] == '\0') {
+        return false;
+    }
+    for (const char *p = text; *p != '\0'; ++p) {
+        if (*p == '%') {
+            if (*letters == '\0' || p[1] != *letters) {
+                return false;
+            }
+            ++letters;
+            ++p;
+        }
+    }
+    return *letters == '\0';
+}
+#define ZYN_LOG_CHECK_TEMPLATE_(id, text)                                                      \
+    static_assert(textMatchesLetters(#id, text), "the text of " #id " does not match its letters");
+ZYN_LOG_TEMPLATES(ZYN_LOG_CHECK_TEMPLATE_)
+#undef ZYN_LOG_CHECK_TEMPLATE_
+
+// The sink and its user data change together: a setter fills the slot not in use and publishes
+// it with one store, so that a writer reads both from the same call of ZynLog_setSink. Each
+// slot counts the writers inside its sink; a setter waits for the count of the slot it retired
+// to drop, so that the old sink is done with when it returns, and reuses that slot next time.
+struct SinkSlot {
+    ZynLogSinkFn sink;
+    void *userData;
+};
+SinkSlot g_slots[2];
+std::atomic<SinkSlot *> g_current{nullptr};
+std::atomic<unsigned int> g_callers[2];
+std::mutex g_setterLock;
+// Calls of each slot's sink on this thread's stack: a setter called from inside a sink does not
+// wait for itself.
+thread_local unsigned int t_inside[2];
+// The diversion in force on this thread, if any.
+thread_local propqos_internal::LogDiversion *t_diversion = nullptr;
+
+// Runs `use(slot)` with the slot in force held, so that no setter reuses it meanwhile (null: no
+// sink is set).
+template <typename Use>
+void withCurrentSink(Use use)
+{
+    for (;;) {
+        SinkSlot *slot = g_current.load();
+        if (slot == nullptr) {
+            use(nullptr);
+            return;
+        }
+        const size_t i = static_cast<size_t>(slot - g_slots);
+        g_callers[i].fetch_add(1);
+        // Held only if still in force after the count went up: a setter that retired the slot
+        // in between may already have seen the count without us.
+        if (g_current.load() != slot) {
+            g_callers[i].fetch_sub(1, std::memory_order_release);
+            continue;
+        }
+        ++t_inside[i];
+        use(slot);
+        --t_inside[i];
+        g_callers[i].fetch_sub(1, std::memory_order_release);
+        return;
+    }
+}
 
 constexpr int kMaxArgs = 8;
 constexpr size_t kTextSize = 2048;
@@ -117,12 +161,18 @@ void emit(int level, int moduleId, const char *file, int line, const char *funct
     entry.argCount = argCount;
     entry.args = args;
     entry.message = message;
-    if (g_sink != nullptr) {
-        g_sink(&entry, g_sinkUserData);
+    if (t_diversion != nullptr) {
+        propqos_internal::LogDiversionAccess::deliver(*t_diversion, entry);
         return;
     }
-    std::fprintf(stderr, "propqos %s %s: %s\n", levelName(level), function ? function : "",
-                 message);
+    withCurrentSink([&](const SinkSlot *slot) {
+        if (slot != nullptr) {
+            slot->sink(&entry, slot->userData);
+        } else {
+            std::fprintf(stderr, "propqos %s %s: %s\n", levelName(level),
+                         function ? function : "", message);
+        }
+    });
 }
 
 // The argument letters of an identifier: what follows its last '_', when that is made only of
@@ -139,30 +189,74 @@ const char *argumentLetters(const char *id)
 
 }  // namespace
 
+namespace propqos_internal {
+
+LogDiversion::LogDiversion(ZynLogSinkFn receiver, void *userData) noexcept
+    : receiver_(receiver), userData_(userData), outer_(t_diversion)
+{
+    t_diversion = this;
+}
+
+LogDiversion::~LogDiversion() { t_diversion = outer_; }
+
+}  // namespace propqos_internal
+
 extern "C" {
 
 void ZynLog_setSink(ZynLogSinkFn sink, void *userData)
 {
-    g_sink = sink;
-    g_sinkUserData = userData;
+    const std::lock_guard<std::mutex> setters(g_setterLock);
+    SinkSlot *retired = g_current.load();
+    SinkSlot *next = nullptr;
+    if (sink != nullptr) {
+        // The other slot: unused since the setter before last waited for its callers.
+        next = retired == &g_slots[0] ? &g_slots[1] : &g_slots[0];
+        next->sink = sink;
+        next->userData = userData;
+    }
+    g_current.store(next);
+    if (retired != nullptr) {
+        const size_t i = static_cast<size_t>(retired - g_slots);
+        while (g_callers[i].load() != t_inside[i]) {
+            std::this_thread::yield();
+        }
+    }
 }
 
 void ZynLog_getSink(ZynLogSinkFn *sink, void **userData)
 {
-    if (sink != nullptr) {
-        *sink = g_sink;
-    }
-    if (userData != nullptr) {
-        *userData = g_sinkUserData;
-    }
+    withCurrentSink([&](const SinkSlot *slot) {
+        if (sink != nullptr) {
+            *sink = slot != nullptr ? slot->sink : nullptr;
+        }
+        if (userData != nullptr) {
+            *userData = slot != nullptr ? slot->userData : nullptr;
+        }
+    });
 }
 
-void ZynLog_onAssertBreakpoint(void) { ++ZynLog_g_assertBreakpointCount; }
+void ZynLog_onAssertBreakpoint(void)
+{
+    __atomic_fetch_add(&ZynLog_g_assertBreakpointCount, 1u, __ATOMIC_RELAXED);
+}
 
 int ZynLog_isEnabled(int level)
 {
-    return (DDSLog_g_instrumentationMask & static_cast<unsigned int>(level)) != 0 &&
-           (DDSLog_g_submoduleMask & DDS_SUBMODULE_MASK_PROPERTY) != 0;
+    if (t_diversion != nullptr) {
+        return 1;
+    }
+    return (__atomic_load_n(&DDSLog_g_instrumentationMask, __ATOMIC_RELAXED) &
+            static_cast<unsigned int>(level)) != 0 &&
+           (__atomic_load_n(&DDSLog_g_submoduleMask, __ATOMIC_RELAXED) &
+            DDS_SUBMODULE_MASK_PROPERTY) != 0;
+}
+
+unsigned int ZynLog_getCategoryMask(int level)
+{
+    if (level < 0 || level >= ZYN_LOG_CATEGORY_MASK_COUNT) {
+        return 0;
+    }
+    return __atomic_load_n(&ZynLog_g_categoryMask[level], __ATOMIC_RELAXED);
 }
 
 void ZynLogMessage_printWithParams(int instrumentId, int level, int moduleId, const char *file,
@@ -252,8 +346,8 @@ void ZynLog_preconditionFailed(const char *file, int line, const char *function,
         ZynLogMessage_printWithParams(-1, ZYN_LOG_LEVEL_PRECONDITION, ZYN_LOG_MODULE_ID, file, line,
                                       function, &ZYN_LOG_PRECONDITION_FAILURE_s, quotedTest);
     }
-    if (ZynLog_g_detectPrecondition) {
-        ZynLog_g_preconditionDetected = 1;
+    if (__atomic_load_n(&ZynLog_g_detectPrecondition, __ATOMIC_RELAXED) != 0) {
+        __atomic_store_n(&ZynLog_g_preconditionDetected, 1, __ATOMIC_RELAXED);
     }
     ZynLog_onAssertBreakpoint();
 }

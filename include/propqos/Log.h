@@ -3,7 +3,20 @@
  *
  * An entry is written when DDSLog_g_instrumentationMask has the entry's level bit and
  * DDSLog_g_submoduleMask has DDS_SUBMODULE_MASK_PROPERTY; both are read for every entry. Written
- * entries go to the sink when one is set, otherwise to standard error. */
+ * entries go to the sink when one is set, otherwise to standard error.
+ *
+ * Threads. Any number of threads may write entries (that is, call the library) at once, while
+ * others set the sink and change the masks and flags:
+ * - the library reads and updates every variable below atomically (relaxed: a change is seen by
+ *   the entries that start after it, in no promised order against other memory). A program that
+ *   changes one while other threads use the library must store it atomically too, for instance
+ *   `__atomic_store_n(&DDSLog_g_instrumentationMask, mask, __ATOMIC_RELAXED)`; a plain
+ *   assignment is fine before the threads start;
+ * - ZynLog_setSink may run at any time from any thread; see its own note for what it promises;
+ * - a sink is called on the thread that writes the entry, possibly on several threads at once,
+ *   so it must be safe to call concurrently with itself. The entry and everything it points to
+ *   live only until the sink returns.
+ * The C++ API (<propqos/PropertyList.hpp>) writes nothing to the log and reads none of this. */
 #ifndef PROPQOS_LOG_H
 #define PROPQOS_LOG_H
 
@@ -28,7 +41,8 @@ PROPQOS_BEGIN_DECLS
 /* This module's bit in DDSLog_g_submoduleMask. */
 #define DDS_SUBMODULE_MASK_PROPERTY 4
 
-/* Starts at ZYN_LOG_VERBOSITY_WARNING; every submodule bit is set at start. */
+/* Starts at ZYN_LOG_VERBOSITY_WARNING; every submodule bit is set at start. Atomic objects in
+ * all but type: see "Threads" above. */
 extern unsigned int DDSLog_g_instrumentationMask;
 extern unsigned int DDSLog_g_submoduleMask;
 /* When non-zero (the default) a precondition failure sets ZynLog_g_preconditionDetected. */
@@ -55,8 +69,19 @@ typedef struct ZynLogEntry {
     const char *message;       /* the rendered message */
 } ZynLogEntry;
 typedef void (*ZynLogSinkFn)(const ZynLogEntry *entry, void *userData);
-void ZynLog_setSink(ZynLogSinkFn sink, void *userData);    /* NULL: back to standard error */
-/* The sink now set (null for standard error), so that a scoped capture can restore it. */
+/* Sends written entries to `sink` with `userData` (NULL: back to standard error). The pair
+ * changes as one: no entry ever reaches a sink with another sink's user data. Each entry goes
+ * either to the old sink or to the new one, never to both and never lost.
+ *
+ * When the call returns, the sink it replaced is not running on any other thread and will not
+ * be called again, so its user data may be released. To give that promise it waits for the calls
+ * of the old sink in progress; a sink must therefore not wait for a thread that is setting the
+ * sink, and should not call ZynLog_setSink itself (if it does, the call does not wait for the
+ * sink call it is made from, which is still running when it returns). Several threads may set
+ * the sink at once: the calls take effect one after another. */
+void ZynLog_setSink(ZynLogSinkFn sink, void *userData);
+/* The sink now set (null for standard error) and its user data, read as one pair, so that a
+ * scoped capture can restore it. */
 void ZynLog_getSink(ZynLogSinkFn *sink, void **userData);
 
 PROPQOS_END_DECLS
