@@ -332,7 +332,7 @@ private:
                 if (named == kMaxUnknownNamed) {
                     const auto [file, node] = qosLocation(profile, e);
                     add(file, node,
-                        u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+                        u.level == Severity::Warning ? Level::Warning : Level::Error,
                         "unknown-property",
                         "further unknown property names in " + qosName(profile, e) +
                             " not listed (" + std::to_string(kMaxUnknownNamed) + " shown)",
@@ -368,7 +368,7 @@ private:
         if (!u.suggestion.empty()) {
             message += "; did you mean " + quoted(u.suggestion) + "?";
         }
-        add(file, node, u.level == ZYN_LOG_LEVEL_WARNING ? Level::Warning : Level::Error,
+        add(file, node, u.level == Severity::Warning ? Level::Warning : Level::Error,
             "unknown-property", std::move(message), profile, e, u.name, u.suggestion);
     }
 

@@ -405,9 +405,9 @@ void out(const std::string &text)
 int main(int argc, char **argv)
 {
     using namespace propqos::cli;
-    // The module's own log entries are not the tool's output: the commands that need them
-    // capture them, and nothing else reaches standard error.
-    propqos::ScopedLogCapture silence(0);
+    // The module's own log entries are not the tool's output: what the tool reports comes from
+    // the C++ API's results, and nothing else reaches standard error.
+    DDSLog_g_instrumentationMask = ZYN_LOG_VERBOSITY_SILENT;
     int code;
     try {
         code = dispatch(argc, argv);

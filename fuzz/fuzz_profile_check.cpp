@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FUZZ_CHECK(std::fclose(file) == 0);
 
     using namespace propqos::cli;
-    propqos::ScopedLogCapture silence(0);
+    DDSLog_g_instrumentationMask = ZYN_LOG_VERBOSITY_SILENT;
     const std::vector<std::vector<std::string>> runs = {
         {g_path},
         {"--format", "json", g_path},

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string.h>
 
+#include "infrastructure/Findings.h"
 #include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
@@ -24,6 +25,7 @@ static_assert(PROPERTY_LOAD_PLUGINS_ARRAY_COUNT == 4, "load-plugins properties")
 // A create function's name: up to 254 characters and the terminator.
 constexpr size_t kCreateFunctionBufferSize = 255;
 
+constexpr const char kChangeCheck[] = "DDS_PropertyQosPolicy_isMutabilityConsistent";
 constexpr const char kCreateFunctionLookup[] =
     "DDS_PropertyQosPolicy_findPropertyMutabilityUsingPluginCreateFunction";
 
@@ -234,13 +236,14 @@ DDS_PropertyQosPolicyMutability DDS_PropertyQosPolicyHelper_get_property_mutabil
     return mutabilityOf(name, policy, LoadLists(policy));
 }
 
-int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *newProperties,
-                                                 const DDS_PropertyQosPolicy *oldProperties,
-                                                 int isEntityEnabled)
-{
-    ZYN_PRECONDITION(ZYN_IS_NULL(newProperties), return 0);
-    ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
+}  // extern "C"
 
+namespace propqos_internal {
+
+int checkChange(const DDS_PropertyQosPolicy *newProperties,
+                const DDS_PropertyQosPolicy *oldProperties, int isEntityEnabled,
+                Findings &findings)
+{
     const DDS_PropertySeq *old = &oldProperties->value;
     // Policies of usual size are indexed on the stack; when the heap cannot hold the index of a
     // larger one, the policy in force is scanned instead.
@@ -253,7 +256,7 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);
         if (property == nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "property");
+            ZYN_LOG_IN(kChangeCheck, ZYN_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "property");
             return 0;
         }
         // Only a new property or a new value is a change; the propagate flag alone is not.
@@ -266,13 +269,12 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
                     ? DDS_PropertyQosPolicyHelper_get_property_mutability(nullptr, newProperties)
                     : mutabilityOf(property->name, newProperties, loadLists)) {
         case DDS_PROPERTY_QOS_IMMUTABLE:
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "entity",
-                    property->name, "cannot modify because it is immutable");
+            findings.changeRefused({property->name, "cannot modify because it is immutable"});
             return 0;
         case DDS_PROPERTY_QOS_MUTABLE_UNTIL_ENABLE:
             if (isEntityEnabled) {
-                ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "entity",
-                        property->name, "cannot modify because entity is already enabled");
+                findings.changeRefused(
+                    {property->name, "cannot modify because entity is already enabled"});
                 return 0;
             }
             break;
@@ -281,6 +283,20 @@ int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *ne
         }
     }
     return 1;
+}
+
+}  // namespace propqos_internal
+
+extern "C" {
+
+int DDS_PropertyQosPolicy_isMutabilityConsistent(const DDS_PropertyQosPolicy *newProperties,
+                                                 const DDS_PropertyQosPolicy *oldProperties,
+                                                 int isEntityEnabled)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(newProperties), return 0);
+    ZYN_PRECONDITION(ZYN_IS_NULL(oldProperties), return 0);
+    propqos_internal::LoggedFindings logged(kChangeCheck);
+    return propqos_internal::checkChange(newProperties, oldProperties, isEntityEnabled, logged);
 }
 
 }  // extern "C"

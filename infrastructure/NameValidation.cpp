@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "infrastructure/Findings.h"
 #include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
+using propqos_internal::Findings;
 using propqos_internal::NameIndex;
 
 extern "C" const char *const g_ignoreProperties[] = {
@@ -19,6 +21,10 @@ namespace {
 
 // The report's last argument: the participant's prefix, for writers and readers as well.
 constexpr const char *kMessageScope = "dds.participant.";
+// The functions whose names the entries are filed under.
+constexpr const char *kPerEntityFunction = "DDS_PropertyQosPolicy_validate_property_names_per_entity";
+constexpr const char *kPerPrefixFunction = "DDS_PropertyQosPolicy_validateEntityPropertyNames";
+constexpr const char *kSuffixFunction = "DDS_PropertyQosPolicy_validate_plugin_property_suffixes";
 
 struct EntityTables {
     const char *const *prefixes;
@@ -146,19 +152,18 @@ struct KnownNames {
     NameSet pluginPrivateNames;
 };
 
-// Reports an unexpected name as the action says; returns the check's result.
-int reportUnexpected(const char *function, DDS_PropertyQosPolicyValidationAction action,
-                     const char *prefix, const char *name, const char *suggestion,
-                     const char *scope)
+// Hands over an unexpected name at the level the action gives it; returns the check's result.
+int reportUnexpected(Findings &findings, DDS_PropertyQosPolicyValidationAction action,
+                     propqos_internal::UnknownName finding)
 {
     switch (action) {
     case DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_WARNING:
-        ZYN_LOG_IN(function, ZYN_LOG_LEVEL_WARNING, ZYN_LOG_UNEXPECTED_PROPERTY_sssss, prefix,
-                   name, prefix, suggestion, scope);
+        finding.level = ZYN_LOG_LEVEL_WARNING;
+        findings.unknownName(finding);
         return 1;
     case DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_EXCEPTION:
-        ZYN_LOG_IN(function, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_UNEXPECTED_PROPERTY_sssss, prefix, name,
-                   prefix, suggestion, scope);
+        finding.level = ZYN_LOG_LEVEL_ERROR;
+        findings.unknownName(finding);
         return 0;
     default:
         return 0;
@@ -170,16 +175,15 @@ int reportUnexpected(const char *function, DDS_PropertyQosPolicyValidationAction
 // the tables are indexed once per entity rather than once per prefix.
 int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
                 const KnownNames &known, const DDS_StringSeq *omittedPrefixes,
-                DDS_PropertyQosPolicyValidationAction validationAction)
+                DDS_PropertyQosPolicyValidationAction validationAction, Findings &findings)
 {
-    static const char *const kFunction = "DDS_PropertyQosPolicy_validateEntityPropertyNames";
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
     }
     LocalPolicy local;
     if (DDS_PropertyQosPolicyHelper_get_propertiesI(inputProperty, &local.policy.value, prefix,
-                                                    kFunction, 1, 1, 0) != DDS_RETCODE_OK) {
-        ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, prefix,
+                                                    kPerPrefixFunction, 1, 1, 0) != DDS_RETCODE_OK) {
+        ZYN_LOG_IN(kPerPrefixFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, prefix,
                    "properties from property qos");
         return 0;
     }
@@ -188,7 +192,7 @@ int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&local.policy.value, i);
         if (property == nullptr) {
-            ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "property");
+            ZYN_LOG_IN(kPerPrefixFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "property");
             return 0;
         }
         const char *name = property->name;
@@ -218,26 +222,26 @@ int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
             }
         }
         // The first unknown name stops this prefix: one report per prefix is enough to act on.
-        return reportUnexpected(kFunction, validationAction, "", name, suggestion, kMessageScope);
+        return reportUnexpected(findings, validationAction,
+                                {name, suggestion, prefix, "", kMessageScope, 0});
     }
     return 1;
 }
 
 }  // namespace
 
-extern "C" {
+namespace propqos_internal {
 
-int DDS_PropertyQosPolicy_validate_property_names_per_entity(
-    const DDS_PropertyQosPolicy *inputProperty, DDS_EntityKind_t entityKind,
-    DDS_PropertyQosPolicyValidationAction validationAction)
+int validateNamesPerEntity(const DDS_PropertyQosPolicy *inputProperty, DDS_EntityKind_t entityKind,
+                           DDS_PropertyQosPolicyValidationAction validationAction,
+                           Findings &findings)
 {
     PluginNames plugins;
-    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
-
     if (!DDS_PropertyQosPolicy_populatePluginProperties(
             &plugins.publicNames, &plugins.privateNames, &plugins.publicSize,
             &plugins.privateSize, &plugins.omittedPrefixes, inputProperty, entityKind)) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "plugin properties");
+        ZYN_LOG_IN(kPerEntityFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
+                   "plugin properties");
         return 0;
     }
     EntityTables tables{};
@@ -251,11 +255,25 @@ int DDS_PropertyQosPolicy_validate_property_names_per_entity(
                            NameSet(plugins.publicNames), NameSet(plugins.privateNames)};
     for (const char *const *prefix = tables.prefixes; (*prefix)[0] != '\0'; ++prefix) {
         if (!checkPrefix(inputProperty, *prefix, known, &plugins.omittedPrefixes,
-                         validationAction)) {
+                         validationAction, findings)) {
             return 0;
         }
     }
     return 1;
+}
+
+}  // namespace propqos_internal
+
+extern "C" {
+
+int DDS_PropertyQosPolicy_validate_property_names_per_entity(
+    const DDS_PropertyQosPolicy *inputProperty, DDS_EntityKind_t entityKind,
+    DDS_PropertyQosPolicyValidationAction validationAction)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
+    propqos_internal::LoggedFindings logged(kPerPrefixFunction);
+    return propqos_internal::validateNamesPerEntity(inputProperty, entityKind, validationAction,
+                                                    logged);
 }
 
 int DDS_PropertyQosPolicy_validateEntityPropertyNames(
@@ -277,7 +295,8 @@ int DDS_PropertyQosPolicy_validateEntityPropertyNames(
     const KnownNames known{NameSet(validPublicPropertyNames), NameSet(validPrivatePropertyNames),
                            NameSet(validPublicPluginPropertyNames),
                            NameSet(validPrivatePluginPropertyNames)};
-    return checkPrefix(inputProperty, prefix, known, omittedPrefixes, validationAction);
+    propqos_internal::LoggedFindings logged(kPerPrefixFunction);
+    return checkPrefix(inputProperty, prefix, known, omittedPrefixes, validationAction, logged);
 }
 
 int DDS_PropertyQosPolicy_validate_plugin_property_suffixes(
@@ -314,9 +333,10 @@ int DDS_PropertyQosPolicy_validate_plugin_property_suffixes(
                                     1)) {
             continue;
         }
-        return reportUnexpected(__func__, validationAction, prefix, name,
-                                validPublicPluginPropertySuffixes[index],
-                                prefix[0] != '\0' ? prefix : kMessageScope);
+        propqos_internal::LoggedFindings logged(kSuffixFunction);
+        return reportUnexpected(logged, validationAction,
+                                {name, validPublicPluginPropertySuffixes[index], prefix, prefix,
+                                 prefix[0] != '\0' ? prefix : kMessageScope, 0});
     }
     return 1;
 }

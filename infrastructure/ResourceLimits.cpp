@@ -2,6 +2,7 @@
 // and on their total string length, with an entry that names the limit to raise.
 #include <cstring>
 
+#include "infrastructure/Findings.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
@@ -44,9 +45,10 @@ struct Explanation {
         return true;
     }
 
-    // Completes the explanation with the limit's name and writes the violation entry. Called at
+    // Completes the explanation with the limit's name and hands over the violation. Called at
     // most once per check: the buffers are appended to.
-    void report(const char *limitName, const char *what, DDS_Long actual, DDS_Long limit)
+    void report(propqos_internal::Findings &findings, const char *limitName, const char *what,
+                DDS_Long actual, DDS_Long limit)
     {
         if (ZynOsapiUtility_strcat(fieldName, kBufferCapacity, limitName) == nullptr) {
             ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, DDS_LOG_CONCATENATE_STRING_ssd, fieldName,
@@ -54,8 +56,7 @@ struct Explanation {
             return;
         }
         if (!participant) {
-            ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_POLICIES_sdsd, what,
-                       static_cast<int>(actual), fieldName, static_cast<int>(limit));
+            findings.limitExceeded({what, actual, fieldName, limit, nullptr});
             return;
         }
         if (ZynOsapiUtility_strcat(advice, kBufferCapacity, fieldName) == nullptr) {
@@ -63,8 +64,7 @@ struct Explanation {
                        fieldName, static_cast<int>(kBufferCapacity));
             return;
         }
-        ZYN_LOG_IN(kFunction, ZYN_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_POLICIES_sdsds, what,
-                   static_cast<int>(actual), fieldName, static_cast<int>(limit), advice);
+        findings.limitExceeded({what, actual, fieldName, limit, advice});
     }
 };
 
@@ -86,15 +86,12 @@ bool addLength(size_t *counter, const char *text)
 
 }  // namespace
 
-extern "C" {
+namespace propqos_internal {
 
-int DDS_PropertyQosPolicy_is_consistentI(const DDS_PropertyQosPolicy *me,
-                                         DDS_EntityKind_t entity_kind,
-                                         DDS_Long property_list_max_length,
-                                         DDS_Long property_string_max_length)
+int checkResourceLimits(const DDS_PropertyQosPolicy *me, DDS_EntityKind_t entity_kind,
+                        DDS_Long property_list_max_length, DDS_Long property_string_max_length,
+                        Findings &findings)
 {
-    ZYN_PRECONDITION(ZYN_IS_NULL(me), return 0);
-
     Explanation explanation;
     if (!explanation.prepare(entity_kind)) {
         return 0;
@@ -103,7 +100,7 @@ int DDS_PropertyQosPolicy_is_consistentI(const DDS_PropertyQosPolicy *me,
     // The count is tested before any property is looked at.
     const DDS_Long length = DDS_PropertySeq_get_length(&me->value);
     if (length > property_list_max_length) {
-        explanation.report("property_list_max_length",
+        explanation.report(findings, "property_list_max_length",
                            "number of properties in the property QoS policy", length,
                            property_list_max_length);
         return 0;
@@ -112,14 +109,14 @@ int DDS_PropertyQosPolicy_is_consistentI(const DDS_PropertyQosPolicy *me,
     size_t counter = 0;
     for (DDS_Long i = 0; i < length; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&me->value, i);
-        ZYN_PRECONDITION(ZYN_IS_NULL(property), return 0);
+        ZYN_PRECONDITION_IN(kFunction, ZYN_IS_NULL(property), return 0);
         if (property->name == nullptr || property->value == nullptr) {
-            ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_INCONSISTENT_QOS_TEMPLATE,
-                         "Invalid property provided with (name=%s, value=%s) at index %d of the "
-                         "PropertyQosPolicy sequence with length %d.",
-                         property->name != nullptr ? property->name : "NULL",
-                         property->value != nullptr ? property->value : "NULL",
-                         static_cast<int>(i), static_cast<int>(length));
+            ZYN_LOG_TEXT_IN(kFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_INCONSISTENT_QOS_TEMPLATE,
+                            "Invalid property provided with (name=%s, value=%s) at index %d of the "
+                            "PropertyQosPolicy sequence with length %d.",
+                            property->name != nullptr ? property->name : "NULL",
+                            property->value != nullptr ? property->value : "NULL",
+                            static_cast<int>(i), static_cast<int>(length));
             return 0;
         }
         if (!addLength(&counter, property->name) || !addLength(&counter, property->value)) {
@@ -129,12 +126,27 @@ int DDS_PropertyQosPolicy_is_consistentI(const DDS_PropertyQosPolicy *me,
 
     const DDS_Long stringLength = static_cast<DDS_Long>(counter);
     if (stringLength > property_string_max_length) {
-        explanation.report("property_string_max_length",
+        explanation.report(findings, "property_string_max_length",
                            "cumulative string length of the properties in the property QoS policy",
                            stringLength, property_string_max_length);
         return 0;
     }
     return 1;
+}
+
+}  // namespace propqos_internal
+
+extern "C" {
+
+int DDS_PropertyQosPolicy_is_consistentI(const DDS_PropertyQosPolicy *me,
+                                         DDS_EntityKind_t entity_kind,
+                                         DDS_Long property_list_max_length,
+                                         DDS_Long property_string_max_length)
+{
+    ZYN_PRECONDITION(ZYN_IS_NULL(me), return 0);
+    propqos_internal::LoggedFindings logged(kFunction);
+    return propqos_internal::checkResourceLimits(me, entity_kind, property_list_max_length,
+                                                 property_string_max_length, logged);
 }
 
 }  // extern "C"

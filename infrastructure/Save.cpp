@@ -2,6 +2,7 @@
 // phrases) replaced so that a saved profile never carries them.
 #include <cstring>
 
+#include "infrastructure/Findings.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace {
@@ -25,26 +26,32 @@ constexpr const char *kElementTag = "element";
 constexpr const char *kNameTag = "name";
 constexpr const char *kValueTag = "value";
 
-bool isConfidential(const char *name)
+void saveElement(const DDS_Property_t *property, ZynXMLSaveContext *dst)
 {
-    for (const char *suffix : kConfidentialSuffixes) {
-        if (DDS_PropertyHelper_isConfidentialProperty(name, suffix)) {
+    DDS_XMLHelper_save_tag(kElementTag, ZYN_XML_TAG_KIND_OPEN, dst);
+    DDS_XMLHelper_save_string(kNameTag, property->name, 0, 0, dst);
+    const bool confidential =
+        property->name != nullptr && propqos_internal::isConfidentialName(property->name);
+    DDS_XMLHelper_save_string(kValueTag, confidential ? kRedacted : property->value, 0, 0, dst);
+    DDS_XMLHelper_save_tag(kElementTag, ZYN_XML_TAG_KIND_CLOSE, dst);
+}
+
+}  // namespace
+
+namespace propqos_internal {
+
+bool isConfidentialName(std::string_view name) noexcept
+{
+    for (std::string_view suffix : kConfidentialSuffixes) {
+        if (suffix.size() <= name.size() &&
+            name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
             return true;
         }
     }
     return false;
 }
 
-void saveElement(const DDS_Property_t *property, ZynXMLSaveContext *dst)
-{
-    DDS_XMLHelper_save_tag(kElementTag, ZYN_XML_TAG_KIND_OPEN, dst);
-    DDS_XMLHelper_save_string(kNameTag, property->name, 0, 0, dst);
-    DDS_XMLHelper_save_string(kValueTag, isConfidential(property->name) ? kRedacted : property->value,
-                              0, 0, dst);
-    DDS_XMLHelper_save_tag(kElementTag, ZYN_XML_TAG_KIND_CLOSE, dst);
-}
-
-}  // namespace
+}  // namespace propqos_internal
 
 extern "C" {
 

@@ -99,10 +99,12 @@ ZYN_LOG_TEMPLATES(ZYN_LOG_DECLARE_TEMPLATE_)
 
 /* Precondition check: when `test` holds, log it (quoted, exactly as written after macro
  * expansion), raise the flag, hit the breakpoint hook, then run the statement `onFailure`. */
-#define ZYN_PRECONDITION(test, onFailure)                                                    \
+#define ZYN_PRECONDITION(test, onFailure) ZYN_PRECONDITION_IN(__func__, test, onFailure)
+/* The same, the entry filed under `function`. */
+#define ZYN_PRECONDITION_IN(function, test, onFailure)                                       \
     do {                                                                                     \
         if (test) {                                                                          \
-            ZynLog_preconditionFailed(__FILE__, __LINE__, __func__,                          \
+            ZynLog_preconditionFailed(__FILE__, __LINE__, (function),                        \
                                       "\"" ZYN_LOG_XSTR_(test) "\"");                        \
             onFailure;                                                                       \
         }                                                                                    \

@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include <propqos/PropertyList.hpp>
 #include <propqos/PropertyQosPolicy.h>
 #include <propqos/testing.h>
 
@@ -112,6 +114,93 @@ TEST(ThreadedLogging, SixteenWritersWhileTheSinkAndMasksChange)
     EXPECT_EQ(stillRunning, 0) << "a replaced sink was still running after the setter returned";
     EXPECT_EQ(ZynLog_g_assertBreakpointCount - hitsBefore, unsigned(kWriters * kEntriesEach / 2));
     EXPECT_GT(swaps.load(), 1) << "the sink never changed while the writers ran";
+}
+
+// What a thread's checks found, flattened for comparison.
+std::string describe(const propqos::PropertyList &list, const propqos::PropertyList &before)
+{
+    using namespace propqos;
+    std::string out;
+    for (ValidationAction action : {ValidationAction::Warning, ValidationAction::Exception}) {
+        const ValidationReport r = list.validate(EntityKind::Participant, action);
+        out += r.passed ? "passed;" : "refused;";
+        for (const UnexpectedName &u : r.unexpected) {
+            out += u.name + ">" + u.suggestion + "@" + u.checkedUnder +
+                   (u.level == Severity::Warning ? "W;" : "E;");
+        }
+        out += std::to_string(r.other.size()) + ";";
+    }
+    const LimitReport limits = list.checkLimits(EntityKind::Participant, 3, 100000);
+    for (const LimitViolation &v : limits.violations) {
+        out += v.what + "=" + std::to_string(v.actual) + ">" + std::to_string(v.limit) + ";";
+    }
+    const ChangeCheck change = list.checkChangeFrom(before, true);
+    out += change.property + ":" + change.reason;
+    return out;
+}
+
+int g_appSinkCalls = 0; // written only if the checks wrongly log; read after the threads end
+void appSink(const ZynLogEntry *, void *) { ++g_appSinkCalls; }
+
+TEST(ThreadedChecks, EightThreadsValidateTheirOwnListsExactly)
+{
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 150; // two validations a round: 300 a thread
+    int appData = 0;
+    ZynLog_setSink(&appSink, &appData);
+    const unsigned int masks = DDSLog_g_instrumentationMask;
+
+    // Each thread's list has its own unknown names, under the participant's prefixes and a
+    // loaded plug-in's, and a change its entity refuses.
+    std::vector<propqos::PropertyList> lists, before;
+    std::vector<std::string> expected;
+    for (int t = 0; t < kThreads; ++t) {
+        const std::string n = std::to_string(t);
+        lists.push_back(propqos::PropertyList{
+            {"dds.participant.inde" + n, "1"},
+            {"dds.transport.load_plugins", "dds.transport.TCPv4.tcp" + n},
+            {"dds.transport.TCPv4.tcp" + n + ".library", "nddstransporttcp"},
+            {"dds.transport.TCPv4.tcp" + n + ".server_bind_prt", n},
+            {"dds.transport.UDPv4.builtin.parent.message_size_max" + n, "9000"},
+            {"dds.participant.index", n}});
+        before.push_back(propqos::PropertyList{{"dds.participant.index", "99"}});
+        expected.push_back(describe(lists.back(), before.back()));
+    }
+    ASSERT_NE(expected[0].find("dds.participant.inde0>dds.participant.index@dds.participant.W;"),
+              std::string::npos)
+        << expected[0];
+    ASSERT_NE(expected[1].find("tcp1.server_bind_prt>dds.transport.TCPv4.tcp1.server.bind_port@"
+                               "dds.transport.W;"),
+              std::string::npos)
+        << expected[1];
+    ASSERT_NE(expected[1].find("dds.transport.load_plugins:cannot modify because entity is already "
+                               "enabled"),
+              std::string::npos)
+        << expected[1];
+
+    std::vector<int> wrong(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < kRounds; ++i) {
+                wrong[t] += describe(lists[t], before[t]) != expected[t] ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    for (int t = 0; t < kThreads; ++t) {
+        EXPECT_EQ(wrong[t], 0) << "thread " << t << " got wrong reports";
+    }
+    // The application's sink was neither called nor replaced, the masks not touched.
+    ZynLogSinkFn sink = nullptr;
+    void *userData = nullptr;
+    ZynLog_getSink(&sink, &userData);
+    EXPECT_EQ(g_appSinkCalls, 0);
+    EXPECT_TRUE(sink == &appSink && userData == &appData);
+    EXPECT_EQ(DDSLog_g_instrumentationMask, masks);
+    ZynLog_setSink(nullptr, nullptr);
 }
 
 } // namespace
