@@ -73,30 +73,6 @@ TEST_F(CompatibilityVersionTest, ValueDefaultAndSharedMemoryCheck)
     ASSERT_EQ(log.size(), 2u) << log.dump();
     EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, kParser, {kName, "7.2.0.0.0"}));
     EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, kShmem, {kShmemText}));
-
-    log.clear();
-    DDS_ProductVersion_t out = version(9, 9, 9, 9);
-    DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(nullptr, &out, 1);
-    expectPrecondition("self == ((void *)0)");
-    EXPECT_EQ(text(out), "9.9.9.9");
-    log.clear();
-    ScopedPolicy policy{{kName, "7.3.0.0"}};
-    DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(&policy, nullptr, 1);
-    expectPrecondition("out == ((void *)0)");
-}
-
-TEST_F(CompatibilityVersionTest, PlatformAnswerAndItsOverride)
-{
-#if defined(__linux__)
-    const int platform = 1;
-#else
-    const int platform = 0;
-#endif
-    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), platform);
-    ZynOsapiSharedMemorySemMutex_setUseRobustMutex(1 - platform);
-    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), 1 - platform);
-    ZynOsapiSharedMemorySemMutex_setUseRobustMutex(-1);
-    EXPECT_EQ(ZynOsapiSharedMemorySemMutex_useRobustMutex(), platform);
 }
 
 TEST_F(CompatibilityVersionTest, VersionParsingAndComparison)

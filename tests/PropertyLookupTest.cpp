@@ -24,12 +24,6 @@ std::string shown(const DDS_Property_t *p)
     return p == nullptr ? "(none)" : std::string(p->value) + (p->propagate ? "+" : "");
 }
 
-// What `op` returns while allocations fail after `k` successful ones.
-template <typename Op> auto failingAfter(long k, Op op)
-{
-    FailAfter armed(k);
-    return op();
-}
 
 }  // namespace
 
@@ -59,34 +53,6 @@ TEST_F(PropertyLookupTest, AddAppendsAndAssertReplacesOrAppendsWithTheGivenFlag)
     EXPECT_EQ(describe(policy.policy), "a=1+;b=22;c=3+;");
 
     // Memory running out on the adding, replacing and appending paths.
-    const struct {
-        bool add;
-        const char *name, *after;
-    } cases[] = {{true, "d", "c=3+;d=new;"}, {false, "c", "c=new;"}, {false, "d", "c=3+;d=new;"}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(std::string(c.add ? "add " : "assert ") + c.name);
-        sweepAllocationFailures([&](long k) {
-            log.clear();
-            ScopedPolicy target{{"c", "3"}};
-            DDS_PropertySeq_get_reference(&target.policy.value, 0)->propagate = DDS_BOOLEAN_TRUE;
-            const DDS_ReturnCode_t rc =
-                failingAfter(k, [&] { return (c.add ? add : put)(&target, c.name, "new", 0); });
-            if (rc == DDS_RETCODE_OK) {
-                EXPECT_EQ(describe(target.policy), c.after);
-                EXPECT_EQ(log.size(), 0u);
-                return true;
-            }
-            EXPECT_EQ(rc, DDS_RETCODE_OUT_OF_RESOURCES);
-            if (c.add) {
-                expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ANY_FAILURE_ss",
-                                {"Add property: ", c.name});
-            } else {
-                expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
-            }
-            EXPECT_EQ(describe(target.policy), "c=3+;");
-            return false;
-        });
-    }
 }
 
 TEST_F(PropertyLookupTest, AssertWithPrefixComposesPrefixDotName)
@@ -107,27 +73,6 @@ TEST_F(PropertyLookupTest, AssertWithPrefixComposesPrefixDotName)
     EXPECT_NE(putWithPrefix(&policy, "p", nullptr, "v", 1), DDS_RETCODE_OK) << "refused, harmless";
     EXPECT_EQ(policy.size(), 5);
 
-    sweepAllocationFailures([&](long k) {
-        log.clear();
-        ScopedPolicy target{{"p.n", "old"}, {"q", "1"}};
-        const DDS_ReturnCode_t rc =
-            failingAfter(k, [&] { return putWithPrefix(&target, "p", "n", "new", 1); });
-        if (rc == DDS_RETCODE_OK) {
-            EXPECT_EQ(describe(target.policy), "p.n=new+;q=1;");
-            EXPECT_EQ(log.size(), 0u);
-            return true;
-        }
-        if (k == 0) {  // the composed name itself
-            EXPECT_EQ(rc, DDS_RETCODE_ERROR);
-            expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE",
-                            {"auxilary property name"});
-        } else {
-            EXPECT_EQ(rc, DDS_RETCODE_OUT_OF_RESOURCES);
-            expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {"element"});
-        }
-        EXPECT_EQ(describe(target.policy), "p.n=old;q=1;");
-        return false;
-    });
 }
 
 TEST_F(PropertyLookupTest, LookupAndRemoveAnswerWithoutLoggingAbsence)
@@ -159,16 +104,4 @@ TEST_F(PropertyLookupTest, LookupWithPrefixWantsTheDotBetween)
     EXPECT_EQ(lookupWithPrefix(&policy, "p", nullptr), nullptr);
     EXPECT_EQ(policy.size(), 4);
 
-    sweepAllocationFailures([&](long k) {
-        log.clear();
-        const DDS_Property_t *result =
-            failingAfter(k, [&] { return lookupWithPrefix(&policy, "p", "n"); });
-        if (result != nullptr) {
-            EXPECT_EQ(shown(result), "dotted");
-            EXPECT_EQ(log.size(), 0u);
-            return true;
-        }
-        expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "DDS_LOG_OUT_OF_RESOURCES_s", {"property name"});
-        return false;
-    });
 }

@@ -125,20 +125,6 @@ TEST_F(ValidationActionTest, WritesTheShortNameOnce)
     EXPECT_EQ(parse(&full, read), 1);
     EXPECT_EQ(read, WARNING);
     EXPECT_EQ(log.size(), 0u) << log.dump();
-
-    EXPECT_EQ(add(nullptr, action(SKIP)), 0);
-    expectPrecondition("properties == ((void *)0)");
-    sweepAllocationFailures([&](long k) {
-        ScopedPolicy policy{{"dds.participant.index", "1"}};
-        log.clear();
-        FailAfter armed(k);
-        if (add(&policy, action(WARNING))) {
-            return true;
-        }
-        EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_ADD_FAILURE_s", {kShort}));
-        EXPECT_EQ(policy.size(), 1) << "a failed addition leaves the policy as it was";
-        return false;
-    });
 }
 
 }  // namespace

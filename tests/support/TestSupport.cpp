@@ -4,7 +4,6 @@
 #include <cctype>
 #include <sstream>
 
-#include "tables/Tables.h"
 
 namespace propqos_test {
 
@@ -113,14 +112,6 @@ std::string lower(std::string text)
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
     return text;
-}
-
-std::string kindByName(const std::string &name)
-{
-    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES)
-        if (lower(name).find(lower(row.prefix)) != std::string::npos)
-            return row.name;
-    return "";
 }
 
 ScopedPolicy::ScopedPolicy(std::initializer_list<std::pair<const char *, const char *>> properties)

@@ -1,5 +1,4 @@
-// Shared test support: log capture, a fixture that checks every test for leaks, and the
-// allocation-failure sweep.
+// Shared test support: log capture, a fixture that checks every test for leaks, fault injection.
 #ifndef PROPQOS_TESTS_SUPPORT_TESTSUPPORT_H
 #define PROPQOS_TESTS_SUPPORT_TESTSUPPORT_H
 
@@ -76,32 +75,9 @@ public:
     FailAfter &operator=(const FailAfter &) = delete;
 };
 
-// Runs `body(k)` for k = 0, 1, 2 ... until it returns true (the operation succeeded). The body
-// prepares its inputs, arms `FailAfter armed(k)` around the operation, checks the failure
-// result and entry when it failed, and releases its inputs. After every k the module's heap
-// must be back where it started. Returns the number of failure points tried.
-template <typename Body>
-long sweepAllocationFailures(Body body, long limit = 100000)
-{
-    const long start = ZynHeap_getOutstanding();
-    for (long k = 0; k < limit; ++k) {
-        bool succeeded = body(k);
-        ZynHeap_setFailAfter(-1);
-        EXPECT_EQ(ZynHeap_getOutstanding(), start) << "leak when allocation " << k << " failed";
-        if (succeeded) {
-            return k;
-        }
-    }
-    ADD_FAILURE() << "the operation never succeeded";
-    return limit;
-}
-
 // "name=value;" for each property, with "+" after the value of one marked to propagate.
 std::string describe(const DDS_PropertyQosPolicy &policy);
 std::string lower(std::string text);
-// The kind the plug-in table gives a plug-in loaded under `name`: the first row whose prefix
-// occurs in it, letter case ignored ("" when none does).
-std::string kindByName(const std::string &name);
 
 // A policy owned by the test, finalised on every path.
 struct ScopedPolicy {
