@@ -11,7 +11,6 @@ namespace {
 
 using namespace propqos_test;
 using Texts = std::vector<std::string>;
-using Reports = std::set<std::string>;
 
 constexpr auto engine = DDS_PropertyQosPolicyHelper_get_propertiesI;
 constexpr auto get = DDS_PropertyQosPolicyHelper_get_properties;
@@ -61,14 +60,6 @@ struct LentSeq {
 
 class ExtractionTest : public ModuleTest {
 protected:
-    // `call()` on a clear log with allocations failing after `k` successful ones.
-    template <typename Call>
-    DDS_ReturnCode_t failingAfter(long k, Call call)
-    {
-        log.clear();
-        FailAfter armed(k);
-        return call();
-    }
     // The one entry, as "template:first argument", checked for its level and function.
     std::string onlyReport(int level, const std::string &function)
     {

@@ -28,28 +28,7 @@ constexpr auto readDuration = DDS_PropertyQosPolicyHelper_lookup_duration_proper
 constexpr auto readPointer = DDS_PropertyQosPolicyHelper_lookup_pointer_property;
 constexpr DDS_Boolean kUntouched = 7;
 
-class TypedValuesTest : public ModuleTest {
-protected:
-    // `read(self, value, name)` with all three null, then value and name, then name alone: each
-    // time only the first null one is reported, by the precondition convention.
-    template <typename T, typename Read>
-    void expectNullsInOrder(Read read, long failure)
-    {
-        ScopedPolicy policy{{"x", "1"}};
-        T value{};
-        const char *tests[] = {"self", "value", "name"};
-        for (int k = 0; k < 3; ++k) {
-            log.clear();
-            ZynLog_g_preconditionDetected = 0;
-            const unsigned hits = ZynLog_g_assertBreakpointCount;
-            EXPECT_EQ(long(read(k ? policy.get() : nullptr, k == 2 ? &value : nullptr, nullptr)),
-                      failure);
-            expectOnlyEntry(ZYN_LOG_LEVEL_PRECONDITION, "ZYN_LOG_PRECONDITION_FAILURE_s",
-                            {std::string("\"") + tests[k] + " == ((void *)0)\""});
-            EXPECT_TRUE(ZynLog_g_preconditionDetected && ZynLog_g_assertBreakpointCount > hits);
-        }
-    }
-};
+class TypedValuesTest : public ModuleTest {};
 
 TEST_F(TypedValuesTest, BooleanWordsNearMissesAndAbsentNames)
 {
