@@ -4,6 +4,7 @@
 // was refused, and, over the whole sweep, exactly the entries listed for the operation (level,
 // identifier, arguments). The run with nothing refused gives the plain answer and no entry.
 // Results are text: the return code, and for some rows the state the operation left behind.
+#include <cstdio>
 #include <functional>
 #include <optional>
 #include <set>
@@ -197,6 +198,43 @@ std::vector<Row> rows()
                DDS_PropertyQosPolicyHelper_assert_property(e.lng.get(), (kLong + ".create_function").c_str(), "ZynTransportShmem_create", 0)),
          CALL(DDS_PropertyQosPolicyHelper_get_property_mutability((kLong + ".segment.size").c_str(), e.lng.get())),
          "2", "0", {kOut + "propertyNamePtr", "2 ZYN_LOG_GET_FAILURE_ss create_function property for plugin |" + kLong, "2 ZYN_LOG_GET_FAILURE_ss plugins names from property qos with value |a," + kLong}},
+        {"assert_property (append)", {},
+         CALL_THEN(DDS_PropertyQosPolicyHelper_assert_property(e.p.get(), "dds.participant.domain_tag", "b", 0), text(e.p.size())),
+         "0 15", "5 14", {"2 ZYN_LOG_ADD_FAILURE_s element"}},
+        {"lookupBooleanPropertyWithPrefix", SETUP(DDS_PropertyQosPolicyHelper_add_property(e.out.get(), "a.b", "yes", 0)),
+         [](Env &e) { DDS_Boolean v = 0; const long r = DDSPropertyQosPolicyHelper_lookupBooleanPropertyWithPrefix(e.out.get(), &v, "a", "b", 0);
+                      return text(r, text(v)); },
+         "0 1", "11 0", {kOut + "property name"}},
+        {"setup_presentation_policyI", {}, CALL(DDS_PropertyQosPolicy_setup_presentation_policyI(&e.form, 32, 4096)),
+         "0", "5", {}},
+        {"add_unsigned_integer_property", {},
+         CALL_THEN(DDS_PropertyQosPolicyHelper_add_unsigned_integer_property(e.out.get(), "u", 4294967295u), describe(e.out.policy)),
+         "0 u=4294967295;", "5 ", {"2 ZYN_LOG_ANY_FAILURE_ss Add property: |u"}},
+        {"add_pointer_property", {},
+         CALL_THEN(DDS_PropertyQosPolicyHelper_add_pointer_property(e.out.get(), "p", nullptr), text(e.out.size())),
+         "0 1", "5 0", {"2 ZYN_LOG_ANY_FAILURE_ss Add property: |p"}},
+        {"append_properties", SETUP(DDS_PropertySeq_add_element(e.seq.get(), nullptr, "first", "1")),
+         CALL(DDS_PropertyQosPolicyHelper_append_properties(e.p.get(), e.seq.get(), "dds.sec.")),
+         "0", "1", {kMaximum, kCopy}},
+        {"isMutabilityConsistent (enabled)",
+         SETUP(DDS_PropertyQosPolicy_copy(e.out.get(), e.p.get()) != nullptr &&
+               DDS_PropertyQosPolicyHelper_assert_property(e.out.get(), "dds.transport.TCPv4.tcp1.server.bind_port", "7410", 0) == 0),
+         CALL(DDS_PropertyQosPolicy_isMutabilityConsistent(e.out.get(), e.p.get(), 1)), "1", std::nullopt,
+         {"2 ZYN_LOG_GET_FAILURE_ss plugins names from property qos with value |" + std::string(kParticipant[0].second)}},
+        {"DDS_PropertySeq_set_maximum", SETUP(DDS_PropertySeq_copy(e.seq.get(), &e.p.policy.value) != nullptr),
+         CALL_THEN(DDS_PropertySeq_set_maximum(e.seq.get(), 50), text(DDS_PropertySeq_get_maximum(e.seq.get()))),
+         "1 50", "0 14", {}},
+        {"DDS_PropertySeq_assert_element", SETUP(DDS_PropertySeq_copy(e.seq.get(), &e.p.policy.value) != nullptr),
+         CALL_THEN(DDS_PropertySeq_assert_element(e.seq.get(), nullptr, "dds.participant.index", "12345"),
+                   DDS_PropertySeq_lookup_element(e.seq.get(), "dds.participant.index")->value),
+         "0 12345", "5 3", {}},
+        {"DDS_PropertySeq_copy_property_without_prefix", {},
+         [](Env &e) { DDS_Property_t out{}; const DDS_Property_t in{const_cast<char *>("p.name"), const_cast<char *>("v"), 1};
+                      const long r = DDS_PropertySeq_copy_property_without_prefix(&out, &in, "P.", 1) != nullptr;
+                      const std::string got = r ? std::string(out.name) + "=" + out.value : std::string(out.name == nullptr ? "-" : "?");
+                      DDS_String_free(out.name); DDS_String_free(out.value);
+                      return text(r, got); },
+         "1 name=v", "0 -", {}},
         {"DDS_StringSeq_from_delimited_string", {},
          CALL_THEN(DDS_StringSeq_from_delimited_string(&e.names, "udp, shmem,,tcp1 , relay", ','), text(DDS_StringSeq_get_length(&e.names))),
          "0 4", "5 0", {}},
@@ -213,6 +251,7 @@ class ApiSweepTest : public ModuleTest {};
 
 TEST_F(ApiSweepTest, EveryAllocatingOperationFailsCleanlyAtEveryAllocation)
 {
+    long operations = 0, points = 0;
     for (const Row &row : rows()) {
         SCOPED_TRACE(row.operation);
         std::set<std::string> seen;
@@ -252,6 +291,8 @@ TEST_F(ApiSweepTest, EveryAllocatingOperationFailsCleanlyAtEveryAllocation)
             }
         }
         EXPECT_GT(k, 0) << "allocated nothing";
+        ++operations;
+        points += k;
         if (row.exact) {
             EXPECT_EQ(seen, row.entries);
         } else {
@@ -259,6 +300,8 @@ TEST_F(ApiSweepTest, EveryAllocatingOperationFailsCleanlyAtEveryAllocation)
                 EXPECT_EQ(seen.count(entry), 1u) << entry;
         }
     }
+    std::printf("API allocation-failure sweep: %ld operations swept, %ld failure points tried\n",
+                operations, points);
 }
 
 }  // namespace
