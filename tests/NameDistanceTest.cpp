@@ -119,6 +119,9 @@ TEST(NameDistanceTest, NamesLongerThanTheRowGiveAnUpperBound)
     b[300] = 'y';
     EXPECT_GE(distanceOf(a, b), referenceDistance(a, b));
     EXPECT_LE(distanceOf(a, b), 3 + 2 * 3);
+    // Both beyond the row and of very different lengths: the excess is counted in full.
+    EXPECT_EQ(distanceOf(std::string(1000, 'x'), std::string(300, 'x')), 700);
+    EXPECT_EQ(distanceOf(std::string(300, 'x'), std::string(1000, 'x')), 700);
 }
 
 }  // namespace
