@@ -229,7 +229,7 @@ std::vector<Row> rows()
                    DDS_PropertySeq_lookup_element(e.seq.get(), "dds.participant.index")->value),
          "0 12345", "5 3", {}},
         {"DDS_PropertySeq_copy_property_without_prefix", {},
-         [](Env &e) { DDS_Property_t out{}; const DDS_Property_t in{const_cast<char *>("p.name"), const_cast<char *>("v"), 1};
+         [](Env &) { DDS_Property_t out{}; const DDS_Property_t in{const_cast<char *>("p.name"), const_cast<char *>("v"), 1};
                       const long r = DDS_PropertySeq_copy_property_without_prefix(&out, &in, "P.", 1) != nullptr;
                       const std::string got = r ? std::string(out.name) + "=" + out.value : std::string(out.name == nullptr ? "-" : "?");
                       DDS_String_free(out.name); DDS_String_free(out.value);
