@@ -43,8 +43,10 @@ bool NameBuilder::reserve(std::size_t length) noexcept
     if (length <= capacity_) {
         return true;
     }
-    // Doubling keeps a long row of appends linear.
-    std::size_t capacity = capacity_ * 2 > length ? capacity_ * 2 : length;
+    // Growing by half again of what is needed, at least doubling, keeps a long row of appends
+    // linear and lets the short pieces that usually follow a long one fit.
+    const std::size_t wanted = length + length / 2;
+    const std::size_t capacity = capacity_ * 2 > wanted ? capacity_ * 2 : wanted;
     char *bigger = DDS_String_alloc(capacity);
     if (bigger == nullptr) {
         return false;

@@ -15,8 +15,8 @@ public:
         OutOfMemory,  // the heap could not hold the name
         MissingPiece, // a null piece: nothing to compose from
     };
-    // Names up to this many characters need no allocation.
-    static constexpr std::size_t kInlineCapacity = 255;
+    // Names up to this many characters need no allocation: every name met in practice.
+    static constexpr std::size_t kInlineCapacity = 1024;
 
     NameBuilder() noexcept { inline_[0] = '\0'; }
     ~NameBuilder();

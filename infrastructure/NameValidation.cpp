@@ -4,13 +4,16 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "infrastructure/Findings.h"
 #include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
+#include "infrastructure/ScopeExit.h"
 
 using propqos_internal::Findings;
 using propqos_internal::NameIndex;
+using propqos_internal::ScopeExit;
 
 extern "C" const char *const g_ignoreProperties[] = {
     "openssl_engine.",
@@ -54,51 +57,6 @@ bool tablesOfKind(DDS_EntityKind_t kind, EntityTables &tables)
         return false;
     }
 }
-
-// The plug-in name tables and omitted prefixes of one validation, released however it ends.
-class PluginNames {
-public:
-    PluginNames() = default;
-    ~PluginNames()
-    {
-        release(publicNames, publicSize);
-        release(privateNames, privateSize);
-        DDS_StringSeq_finalize(&omittedPrefixes);
-    }
-    PluginNames(const PluginNames &) = delete;
-    PluginNames &operator=(const PluginNames &) = delete;
-
-    char **publicNames = nullptr;
-    char **privateNames = nullptr;
-    int publicSize = 1;
-    int privateSize = 1;
-    DDS_StringSeq omittedPrefixes = DDS_SEQUENCE_INITIALIZER;
-
-private:
-    // Slots past the last one filled stay null when the builder stops early.
-    static void release(char **names, int size)
-    {
-        if (names == nullptr) {
-            return;
-        }
-        for (int i = 0; i < size; ++i) {
-            if (names[i] != nullptr) {
-                DDS_String_free(names[i]);
-            }
-        }
-        ZynOsapiHeap_freeArray(names);
-    }
-};
-
-// The copy of the properties under one prefix.
-class LocalPolicy {
-public:
-    LocalPolicy() = default;
-    ~LocalPolicy() { DDS_PropertyQosPolicy_finalize(&policy); }
-    LocalPolicy(const LocalPolicy &) = delete;
-    LocalPolicy &operator=(const LocalPolicy &) = delete;
-    DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
-};
 
 // Membership in a name table, by hash: checking a policy against the hundreds of names the
 // middleware and its plug-ins know then costs one probe per property instead of a scan of every
@@ -180,17 +138,18 @@ int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
     }
-    LocalPolicy local;
-    if (DDS_PropertyQosPolicyHelper_get_propertiesI(inputProperty, &local.policy.value, prefix,
+    DDS_PropertyQosPolicy local = DDS_PropertyQosPolicy_INITIALIZER;
+    const ScopeExit finalizeLocal([&] { DDS_PropertyQosPolicy_finalize(&local); });
+    if (DDS_PropertyQosPolicyHelper_get_propertiesI(inputProperty, &local.value, prefix,
                                                     kPerPrefixFunction, 1, 1, 0) != DDS_RETCODE_OK) {
         ZYN_LOG_IN(kPerPrefixFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, prefix,
                    "properties from property qos");
         return 0;
     }
 
-    const DDS_Long count = DDS_PropertySeq_get_length(&local.policy.value);
+    const DDS_Long count = DDS_PropertySeq_get_length(&local.value);
     for (DDS_Long i = 0; i < count; ++i) {
-        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&local.policy.value, i);
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&local.value, i);
         if (property == nullptr) {
             ZYN_LOG_IN(kPerPrefixFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "property");
             return 0;
@@ -236,10 +195,28 @@ int validateNamesPerEntity(const DDS_PropertyQosPolicy *inputProperty, DDS_Entit
                            DDS_PropertyQosPolicyValidationAction validationAction,
                            Findings &findings)
 {
-    PluginNames plugins;
-    if (!DDS_PropertyQosPolicy_populatePluginProperties(
-            &plugins.publicNames, &plugins.privateNames, &plugins.publicSize,
-            &plugins.privateSize, &plugins.omittedPrefixes, inputProperty, entityKind)) {
+    // The plug-in name tables and omitted prefixes of this validation. Slots past the last one
+    // filled stay null when the builder stops early.
+    char **publicNames = nullptr;
+    char **privateNames = nullptr;
+    int publicSize = 1;
+    int privateSize = 1;
+    DDS_StringSeq omittedPrefixes = DDS_SEQUENCE_INITIALIZER;
+    const ScopeExit release([&] {
+        for (auto [names, size] : {std::pair{publicNames, publicSize},
+                                   std::pair{privateNames, privateSize}}) {
+            for (int i = 0; names != nullptr && i < size; ++i) {
+                if (names[i] != nullptr) {
+                    DDS_String_free(names[i]);
+                }
+            }
+            ZynOsapiHeap_freeArray(names);
+        }
+        DDS_StringSeq_finalize(&omittedPrefixes);
+    });
+    if (!DDS_PropertyQosPolicy_populatePluginProperties(&publicNames, &privateNames, &publicSize,
+                                                        &privateSize, &omittedPrefixes,
+                                                        inputProperty, entityKind)) {
         ZYN_LOG_IN(kPerEntityFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
                    "plugin properties");
         return 0;
@@ -252,9 +229,9 @@ int validateNamesPerEntity(const DDS_PropertyQosPolicy *inputProperty, DDS_Entit
         return 1;
     }
     const KnownNames known{NameSet(tables.publicNames), NameSet(tables.privateNames),
-                           NameSet(plugins.publicNames), NameSet(plugins.privateNames)};
+                           NameSet(publicNames), NameSet(privateNames)};
     for (const char *const *prefix = tables.prefixes; (*prefix)[0] != '\0'; ++prefix) {
-        if (!checkPrefix(inputProperty, *prefix, known, &plugins.omittedPrefixes,
+        if (!checkPrefix(inputProperty, *prefix, known, &omittedPrefixes,
                          validationAction, findings)) {
             return 0;
         }

@@ -3,10 +3,15 @@
 // of one loaded instance is shared by two of them.
 #include <cstring>
 
+#include "infrastructure/NameBuilder.h"
 #include "infrastructure/NameIndex.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
+#include "infrastructure/ScopeExit.h"
 
+using propqos_internal::lengthOf;
+using propqos_internal::NameBuilder;
 using propqos_internal::NameIndex;
+using propqos_internal::ScopeExit;
 
 namespace {
 
@@ -25,14 +30,6 @@ constexpr size_t literalLength(const char (&)[N])
     return N - 1;
 }
 
-// The order in which the load lists are read decides the order of the map's entries.
-constexpr const char *kLoadPluginLists[] = {
-    "dds.transport.load_plugins",
-    "dds.discovery.endpoint.load_plugins",
-    "dds.discovery.participant.load_plugins",
-    "com.zyn.serv.load_plugin",
-};
-
 struct BuiltinTransport {
     const char *prefix;
     const char *kind;
@@ -46,86 +43,6 @@ constexpr BuiltinTransport kBuiltinTransports[] = {
 
 constexpr const char kWriterHistoryKind[] = "WRITER_HISTORY";
 constexpr const char kFlowControllerKind[] = "FLOW_CONTROLLER";
-
-// A null string has no characters; the bounded copies refuse it afterwards, so a null name ends
-// in the copy failure of its composition rather than in a crash.
-inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(text) : 0; }
-
-// Room for one composed name: the fixed buffer covers the names met in practice, the heap only
-// the rare longer ones, and whatever was taken from the heap goes back when the scope ends.
-class NameBuffer {
-public:
-    static constexpr size_t kFixedCapacity = 1024;
-
-    NameBuffer() { fixed_[0] = '\0'; }
-    ~NameBuffer() { releaseHeap(); }
-    NameBuffer(const NameBuffer &) = delete;
-    NameBuffer &operator=(const NameBuffer &) = delete;
-
-    // Room for `capacity` characters and the terminator; false when the heap cannot give it.
-    bool reserve(size_t capacity)
-    {
-        releaseHeap();
-        capacity_ = capacity;
-        if (capacity <= kFixedCapacity) {
-            text_ = fixed_;
-            return true;
-        }
-        heap_ = DDS_String_alloc(capacity);
-        text_ = heap_;
-        return heap_ != nullptr;
-    }
-    char *get() const { return text_; }
-    size_t capacity() const { return capacity_; }
-
-private:
-    void releaseHeap()
-    {
-        if (heap_ != nullptr) {
-            DDS_String_free(heap_);
-            heap_ = nullptr;
-        }
-    }
-
-    char fixed_[kFixedCapacity + 1];
-    char *heap_ = nullptr;
-    char *text_ = nullptr;
-    size_t capacity_ = 0;
-};
-
-// A heap string owned by one scope.
-class HeapString {
-public:
-    explicit HeapString(size_t capacity) : text_(DDS_String_alloc(capacity)) {}
-    ~HeapString()
-    {
-        if (text_ != nullptr) {
-            DDS_String_free(text_);
-        }
-    }
-    HeapString(const HeapString &) = delete;
-    HeapString &operator=(const HeapString &) = delete;
-    char *get() const { return text_; }
-
-private:
-    char *text_;
-};
-
-struct ScopedStringSeq {
-    DDS_StringSeq seq = DDS_SEQUENCE_INITIALIZER;
-    ScopedStringSeq() = default;
-    ~ScopedStringSeq() { DDS_StringSeq_finalize(&seq); }
-    ScopedStringSeq(const ScopedStringSeq &) = delete;
-    ScopedStringSeq &operator=(const ScopedStringSeq &) = delete;
-};
-
-struct ScratchPolicy {
-    DDS_PropertyQosPolicy policy = DDS_PropertyQosPolicy_INITIALIZER;
-    ScratchPolicy() = default;
-    ~ScratchPolicy() { DDS_PropertyQosPolicy_finalize(&policy); }
-    ScratchPolicy(const ScratchPolicy &) = delete;
-    ScratchPolicy &operator=(const ScratchPolicy &) = delete;
-};
 
 // The names of the policy a source reads, indexed for the duration of the source: a source
 // looks up a property for every instance it finds, and a scan per lookup would make it quadratic
@@ -198,19 +115,18 @@ int DDS_PropertyQosPolicy_getPluginCreateFunction(char *createFunction,
 
     std::memset(createFunction, 0, kCreateFunctionBufferSize);
 
-    NameBuffer propertyName;
-    if (!propertyName.reserve(std::strlen(pluginName) + literalLength(kCreateFunctionSuffix))) {
+    NameBuilder propertyName;
+    propertyName.append(pluginName).append(kCreateFunctionSuffix);
+    if (propertyName.failure() == NameBuilder::Failure::OutOfMemory) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "propertyNamePtr");
         return 0;
     }
-    if (ZynOsapiUtility_strcpy(propertyName.get(), propertyName.capacity(), pluginName) == nullptr ||
-        ZynOsapiUtility_strncat(propertyName.get(), propertyName.capacity(), kCreateFunctionSuffix,
-                                literalLength(kCreateFunctionSuffix)) == nullptr) {
+    if (propertyName.failed()) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "propertyNamePtr");
         return 0;
     }
 
-    const DDS_Property_t *property = PolicyNames::lookup(inputProperty, propertyName.get());
+    const DDS_Property_t *property = PolicyNames::lookup(inputProperty, propertyName.c_str());
     if (property != nullptr &&
         ZynOsapiUtility_strcpy(createFunction, kCreateFunctionCapacity, property->value) == nullptr) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "createFunction");
@@ -287,9 +203,11 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
 
     const PolicyNames names(inputProperty);
-    ScopedStringSeq pluginNames;
-    for (const char *listName : kLoadPluginLists) {
-        if (!DDS_StringSeq_ensure_length(&pluginNames.seq, 0, 0)) {
+    DDS_StringSeq pluginNames = DDS_SEQUENCE_INITIALIZER;
+    const ScopeExit finalizeNames([&] { DDS_StringSeq_finalize(&pluginNames); });
+    // The order in which the load lists are read decides the order of the map's entries.
+    for (const char *listName : PROPERTY_LOAD_PLUGINS_ARRAY) {
+        if (!DDS_StringSeq_ensure_length(&pluginNames, 0, 0)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "pluginNameSeq");
             return 0;
         }
@@ -298,14 +216,14 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(
         if (list == nullptr) {
             continue;
         }
-        if (DDS_StringSeq_from_delimited_string(&pluginNames.seq, list->value, ',') !=
+        if (DDS_StringSeq_from_delimited_string(&pluginNames, list->value, ',') !=
             DDS_RETCODE_OK) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, "plugins names from ", list->value);
             return 0;
         }
-        DDS_Long count = DDS_StringSeq_get_length(&pluginNames.seq);
+        DDS_Long count = DDS_StringSeq_get_length(&pluginNames);
         for (DDS_Long i = 0; i < count; ++i) {
-            const char *pluginName = DDS_StringSeq_get(&pluginNames.seq, i);
+            const char *pluginName = DDS_StringSeq_get(&pluginNames, i);
             if (pluginName == nullptr) {
                 ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "plugin name");
                 return 0;
@@ -342,69 +260,59 @@ int DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(
             continue;
         }
 
-        size_t entryPrefixLength = lengthOf(entry->name);
-        NameBuffer subtransportProperty;
-        if (!subtransportProperty.reserve(entryPrefixLength + literalLength(kSubtransportSuffix))) {
+        NameBuilder subtransportProperty;
+        subtransportProperty.append(entry->name).append(kSubtransportSuffix);
+        if (subtransportProperty.failure() == NameBuilder::Failure::OutOfMemory) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "subTransportPropertyPtr");
             return 0;
         }
-        if (ZynOsapiUtility_strcpy(subtransportProperty.get(), subtransportProperty.capacity(),
-                                   entry->name) == nullptr) {
+        if (subtransportProperty.failedStep() == 1) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "subTransportPropertyPtr: prefix");
             return 0;
         }
-        if (ZynOsapiUtility_strncat(subtransportProperty.get(), subtransportProperty.capacity(),
-                                    kSubtransportSuffix,
-                                    literalLength(kSubtransportSuffix)) == nullptr) {
+        if (subtransportProperty.failed()) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "subTransportPropertyPtr: suffix");
             return 0;
         }
 
         const DDS_Property_t *subtransport =
-            PolicyNames::lookup(inputProperty, subtransportProperty.get());
+            PolicyNames::lookup(inputProperty, subtransportProperty.c_str());
         if (subtransport == nullptr) {
             continue;
         }
-        size_t valueLength = lengthOf(subtransport->value);
 
         // The sub-transport reads its settings below its parent's prefix.
-        size_t newPrefixCapacity = entryPrefixLength + valueLength + 1;
-        HeapString newPrefix(newPrefixCapacity);
-        if (newPrefix.get() == nullptr) {
+        NameBuilder newPrefix;
+        newPrefix.append(entry->name).append(".").append(subtransport->value);
+        if (newPrefix.failure() == NameBuilder::Failure::OutOfMemory) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "newPrefix");
             return 0;
         }
-        if (ZynOsapiUtility_strcpy(newPrefix.get(), newPrefixCapacity, entry->name) == nullptr) {
+        if (newPrefix.failedStep() == 1) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "newPrefix");
             return 0;
         }
-        if (ZynOsapiUtility_strncat(newPrefix.get(), newPrefixCapacity, ".", 1) == nullptr ||
-            ZynOsapiUtility_strncat(newPrefix.get(), newPrefixCapacity, subtransport->value,
-                                    valueLength) == nullptr) {
+        if (newPrefix.failed()) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "newPrefix");
             return 0;
         }
 
         // Its kind is recognised as if it had been loaded as a transport of that name.
-        NameBuffer comparePrefix;
-        if (!comparePrefix.reserve(valueLength + literalLength(kTransportPrefix))) {
+        NameBuilder comparePrefix;
+        comparePrefix.append(kTransportPrefix).append(subtransport->value);
+        if (comparePrefix.failure() == NameBuilder::Failure::OutOfMemory) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "comparePrefixPtr");
             return 0;
         }
-        if (ZynOsapiUtility_strcpy(comparePrefix.get(), comparePrefix.capacity(), kTransportPrefix) ==
-            nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "comparePrefixPtr: dds.transport.");
-            return 0;
-        }
-        if (ZynOsapiUtility_strncat(comparePrefix.get(), comparePrefix.capacity(), subtransport->value,
-                                    valueLength) == nullptr) {
+        if (comparePrefix.failed()) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "newPrefix: property->value");
             return 0;
         }
 
         // `entry` may move once the map grows: it is not used after this point.
         if (!DDS_PropertyQosPolicy_populateTransportPluginPrefixes(
-                prefixMap, omittedPrefixes, inputProperty, newPrefix.get(), comparePrefix.get())) {
+                prefixMap, omittedPrefixes, inputProperty, newPrefix.c_str(),
+                comparePrefix.c_str())) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Name");
             return 0;
         }
@@ -435,15 +343,16 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
     const DDS_Long firstOwnEntry = DDS_TagSeq_get_length(prefixMap);
     const size_t commonPrefixLength = literalLength(kFlowControllerPrefix);
 
-    ScratchPolicy controllers;
+    DDS_PropertyQosPolicy controllers = DDS_PropertyQosPolicy_INITIALIZER;
+    const ScopeExit finalizeControllers([&] { DDS_PropertyQosPolicy_finalize(&controllers); });
     if (DDS_PropertyQosPolicyHelper_get_propertiesI(
-            inputProperty, &controllers.policy.value, kFlowControllerPrefix,
+            inputProperty, &controllers.value, kFlowControllerPrefix,
             "DDS_PropertyQosPolicy_populateFlowControllerPrefixes", 1, 1, 0) != DDS_RETCODE_OK) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_ss, kFlowControllerPrefix,
                 "properties from property qos");
         return 0;
     }
-    const DDS_Long propertyCount = DDS_PropertySeq_get_length(&controllers.policy.value);
+    const DDS_Long propertyCount = DDS_PropertySeq_get_length(&controllers.value);
     if (!DDS_TagSeq_set_maximum(prefixMap, firstOwnEntry + propertyCount)) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum prefixMap");
         return 0;
@@ -456,7 +365,7 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
                             0, true, static_cast<size_t>(firstOwnEntry + propertyCount));
     DDS_Long ownEntries = 0;
     for (DDS_Long i = 0; i < propertyCount; ++i) {
-        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&controllers.policy.value, i);
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&controllers.value, i);
         // Every copied name starts with the common prefix, so it is at least that long.
         const char *end = std::strchr(property->name + commonPrefixLength, '.');
         if (end == nullptr) {
@@ -464,19 +373,14 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
         }
 
         size_t nameLength = static_cast<size_t>(end - property->name);
-        NameBuffer controllerPrefix;
-        if (!controllerPrefix.reserve(nameLength)) {
+        NameBuilder controllerPrefix;
+        if (controllerPrefix.append(property->name, nameLength).failed()) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "flowControllerNamePtr");
             return 0;
         }
-        if (ZynOsapiUtility_strncpy(controllerPrefix.get(), nameLength, property->name, nameLength) ==
-            nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "flowControllerNamePtr");
-            return 0;
-        }
 
-        const uint64_t hash = NameIndex::hashOf(controllerPrefix.get());
-        const long found = recordedNames.find(controllerPrefix.get(), hash);
+        const uint64_t hash = NameIndex::hashOf(controllerPrefix.c_str());
+        const long found = recordedNames.find(controllerPrefix.c_str(), hash);
         bool recorded = found >= 0;
         // Without an index (the heap could not hold one) the entries are scanned.
         for (DDS_Long k = firstOwnEntry;
@@ -486,17 +390,17 @@ int DDS_PropertyQosPolicy_populateFlowControllerPrefixes(DDS_TagSeq *prefixMap,
                 ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
                 return 0;
             }
-            recorded = VorlString_compare(entry->name, controllerPrefix.get()) == 0;
+            recorded = VorlString_compare(entry->name, controllerPrefix.c_str()) == 0;
         }
         if (recorded) {
             continue;
         }
-        if (DDS_TagSeq_add_element(prefixMap, nullptr, controllerPrefix.get(), kFlowControllerKind) !=
+        if (DDS_TagSeq_add_element(prefixMap, nullptr, controllerPrefix.c_str(), kFlowControllerKind) !=
             DDS_RETCODE_OK) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, controllerPrefix.get());
+            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, controllerPrefix.c_str());
             return 0;
         }
-        recordedNames.add(controllerPrefix.get(), hash,
+        recordedNames.add(controllerPrefix.c_str(), hash,
                           static_cast<size_t>(firstOwnEntry + ownEntries));
         ++ownEntries;
     }
@@ -513,19 +417,19 @@ int DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(DDS_TagSeq *prefixMap,
     }
 
     // The plug-in's name is also the prefix of its settings.
-    size_t nameLength = lengthOf(property->value);
-    NameBuffer pluginName;
-    if (!pluginName.reserve(nameLength)) {
+    NameBuilder pluginName;
+    pluginName.append(property->value);
+    if (pluginName.failure() == NameBuilder::Failure::OutOfMemory) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "pluginNamePtr");
         return 0;
     }
-    if (ZynOsapiUtility_strncpy(pluginName.get(), nameLength, property->value, nameLength) == nullptr) {
+    if (pluginName.failed()) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "pluginNamePtr");
         return 0;
     }
-    if (DDS_TagSeq_add_element(prefixMap, nullptr, pluginName.get(), kWriterHistoryKind) !=
+    if (DDS_TagSeq_add_element(prefixMap, nullptr, pluginName.c_str(), kWriterHistoryKind) !=
         DDS_RETCODE_OK) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, pluginName.get());
+        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, pluginName.c_str());
         return 0;
     }
     return 1;

@@ -3,6 +3,10 @@
 #include <cstring>
 
 #include "infrastructure/PropertyQosPolicyInternal.h"
+#include "infrastructure/ScopeExit.h"
+
+using propqos_internal::lengthOf;
+using propqos_internal::ScopeExit;
 
 namespace {
 
@@ -11,20 +15,10 @@ constexpr int kPluginRows = PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT;
 constexpr const char kPerPluginFunction[] =
     "DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin";
 
-struct ScopedTagSeq {
-    DDS_TagSeq seq = DDS_SEQUENCE_INITIALIZER;
-    ScopedTagSeq() = default;
-    ~ScopedTagSeq() { DDS_TagSeq_finalize(&seq); }
-    ScopedTagSeq(const ScopedTagSeq &) = delete;
-    ScopedTagSeq &operator=(const ScopedTagSeq &) = delete;
-};
-
 inline bool rowWithinKind(const PROPERTYPluginProperty &row, const char *kind)
 {
     return VorlString_iFindSubString(kind, row.name) != nullptr;
 }
-
-inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(text) : 0; }
 
 // The entries of one array, by array name, so that both arrays report in the same words.
 struct ArrayEntries {
@@ -95,8 +89,9 @@ int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
 
     // One entry per plug-in instance: sized for one instance of every known kind.
-    ScopedTagSeq prefixMap;
-    if (!DDS_TagSeq_set_maximum(&prefixMap.seq, kPluginRows)) {
+    DDS_TagSeq prefixMap = DDS_SEQUENCE_INITIALIZER;
+    const ScopeExit finalizeMap([&] { DDS_TagSeq_finalize(&prefixMap); });
+    if (!DDS_TagSeq_set_maximum(&prefixMap, kPluginRows)) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum prefixMap");
         return 0;
     }
@@ -105,29 +100,29 @@ int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties
     // and only them.
     switch (entityKind) {
     case DDS_PARTICIPANT_ENTITY_KIND:
-        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&prefixMap.seq,
+        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&prefixMap,
                                                                           omittedPrefixes,
                                                                           inputProperty)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Names per load_plugin");
             return 0;
         }
-        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(&prefixMap.seq,
+        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(&prefixMap,
                                                                           omittedPrefixes,
                                                                           inputProperty)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Names per subtransport");
             return 0;
         }
-        if (!DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&prefixMap.seq)) {
+        if (!DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&prefixMap)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Builtin plugin properties");
             return 0;
         }
-        if (!DDS_PropertyQosPolicy_populateFlowControllerPrefixes(&prefixMap.seq, inputProperty)) {
+        if (!DDS_PropertyQosPolicy_populateFlowControllerPrefixes(&prefixMap, inputProperty)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Flow Controller properties");
             return 0;
         }
         break;
     case DDS_DATAWRITER_ENTITY_KIND:
-        if (!DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(&prefixMap.seq, inputProperty)) {
+        if (!DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(&prefixMap, inputProperty)) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Writer History properties");
             return 0;
         }
@@ -137,9 +132,9 @@ int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties
     }
 
     // Counted first so that each array is allocated once, at its exact size.
-    const DDS_Long entryCount = DDS_TagSeq_get_length(&prefixMap.seq);
+    const DDS_Long entryCount = DDS_TagSeq_get_length(&prefixMap);
     for (DDS_Long i = 0; i < entryCount; ++i) {
-        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap.seq, i);
+        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap, i);
         if (entry == nullptr) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
             return 0;
@@ -167,7 +162,7 @@ int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties
     int publicIndex = 0;
     int privateIndex = 0;
     for (DDS_Long i = 0; i < entryCount; ++i) {
-        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap.seq, i);
+        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap, i);
         if (entry == nullptr) {
             ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
             return 0;

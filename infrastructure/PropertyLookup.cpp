@@ -2,39 +2,10 @@
 // remove.
 #include <cstring>
 
+#include "infrastructure/NameBuilder.h"
 #include "infrastructure/PropertyQosPolicyInternal.h"
 
-namespace {
-
-// The name `prefix` "." `name`, on the heap for the duration of one call.
-class ComposedName {
-public:
-    ComposedName(const char *prefix, const char *name)
-    {
-        if (name == nullptr) {
-            return;   // refused like exhausted memory: nothing can be composed
-        }
-        size_t capacity = std::strlen(prefix) + std::strlen(name) + 2;
-        text_ = DDS_String_alloc(capacity);
-        if (text_ != nullptr) {
-            ZynOsapiUtility_snprintf(text_, capacity, "%s%s%s", prefix, ".", name);
-        }
-    }
-    ~ComposedName()
-    {
-        if (text_ != nullptr) {
-            DDS_String_free(text_);
-        }
-    }
-    ComposedName(const ComposedName &) = delete;
-    ComposedName &operator=(const ComposedName &) = delete;
-    const char *get() const { return text_; }
-
-private:
-    char *text_ = nullptr;
-};
-
-}  // namespace
+using propqos_internal::NameBuilder;
 
 extern "C" {
 
@@ -92,12 +63,13 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(DDS_Proper
     if (prefix == nullptr) {
         return DDS_PropertyQosPolicyHelper_assert_property(policy, name, value, propagate);
     }
-    ComposedName composed(prefix, name);
-    if (composed.get() == nullptr) {
+    // No name, or no memory for the composed one: refused alike.
+    NameBuilder composed;
+    if (composed.append(prefix).append(".").append(name).failed()) {
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE, "auxilary property name");
         return DDS_RETCODE_ERROR;
     }
-    return DDS_PropertyQosPolicyHelper_assert_property(policy, composed.get(), value, propagate);
+    return DDS_PropertyQosPolicyHelper_assert_property(policy, composed.c_str(), value, propagate);
 }
 
 DDS_Property_t *DDS_PropertyQosPolicyHelper_lookup_property(const DDS_PropertyQosPolicy *policy,
@@ -134,12 +106,12 @@ DDS_Property_t *DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(
     if (prefix == nullptr) {
         return DDS_PropertyQosPolicyHelper_lookup_property(policy, name);
     }
-    ComposedName composed(prefix, name);
-    if (composed.get() == nullptr) {
+    NameBuilder composed;
+    if (composed.append(prefix).append(".").append(name).failed()) {
         ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "property name");
         return nullptr;
     }
-    return DDS_PropertyQosPolicyHelper_lookup_property(policy, composed.get());
+    return DDS_PropertyQosPolicyHelper_lookup_property(policy, composed.c_str());
 }
 
 DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_remove_property(DDS_PropertyQosPolicy *policy,

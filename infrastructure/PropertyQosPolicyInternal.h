@@ -21,6 +21,16 @@ extern const char *const g_ignoreProperties[];
 
 #ifdef __cplusplus
 }
+
+#include <cstring>
+
+namespace propqos_internal {
+
+// A null string has no characters. The copies that follow refuse a null one, so a null name
+// ends in the failure of its composition rather than in a crash.
+inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(text) : 0; }
+
+}  // namespace propqos_internal
 #endif
 
 #endif

@@ -42,7 +42,7 @@ const Props kWriter = {
     {"dds.data_writer.history.durable.storage.directory", "/var/lib/app/history"},
     {"dds.data_writer.heartbeat.period", "100ms"},
 };
-// A plug-in name past the fixed 1024-character buffer: composed names go to the heap.
+// A plug-in name past the 1024 characters composed on the stack: composed names go to the heap.
 const std::string kLong = "dds.transport.TCPv4." + std::string(1100, 'w');
 
 // Fresh inputs for one run, released on every path.
@@ -120,10 +120,10 @@ std::vector<Row> rows()
                    DDS_PropertyQosPolicyHelper_lookup_property(e.p.get(), "dds.participant.index")->value),
          "0 12345", "5 3", {"2 ZYN_LOG_ADD_FAILURE_s element"}},
         {"assertPropertyWithPrefix", {},
-         CALL_THEN(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(e.p.get(), "dds.transport.UDPv4.builtin", "multicast.ttl", "4", 0), text(e.p.size())),
+         CALL_THEN(DDS_PropertyQosPolicyHelper_assertPropertyWithPrefix(e.p.get(), kLong.c_str(), "multicast.ttl", "4", 0), text(e.p.size())),
          "0 15", std::nullopt, {"2 ZYN_LOG_ADD_FAILURE_s element", "2 ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE auxilary property name"}},
         {"lookup_property_with_prefix", {},
-         CALL(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(e.p.get(), "dds.transport.TCPv4.tcp1", "server.bind_port") != nullptr),
+         CALL(DDS_PropertyQosPolicyHelper_lookup_property_with_prefix(e.lng.get(), kLong.c_str(), "create_function") != nullptr),
          "1", "0", {kOut + "property name"}},
         {"copy", SETUP(DDS_PropertyQosPolicyHelper_add_property(e.out.get(), "stale", "v", 0)),
          CALL_THEN(DDS_PropertyQosPolicy_copy(e.out.get(), e.p.get()) != nullptr, text(e.out.size())),
@@ -168,7 +168,7 @@ std::vector<Row> rows()
         {"populatePluginPrefixesPerSubtransport",
          SETUP(DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&e.map, &e.names, e.p.get())),
          CALL_THEN(DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(&e.map, &e.names, e.p.get()), e.tags()),
-         "1 dds.transport.TCPv4.tcp1=TCPV4;dds.transport.relay.r1=RELAY;dds.transport.relay.r1.TCPv4=TCPV4;", std::nullopt, {kOut + "newPrefix", "2 ZYN_LOG_ADD_FAILURE_s Plugin Name", "2 ZYN_LOG_ADD_FAILURE_s dds.transport.relay.r1.TCPv4"}},
+         "1 dds.transport.TCPv4.tcp1=TCPV4;dds.transport.relay.r1=RELAY;dds.transport.relay.r1.TCPv4=TCPV4;", std::nullopt, {"2 ZYN_LOG_ADD_FAILURE_s Plugin Name", "2 ZYN_LOG_ADD_FAILURE_s dds.transport.relay.r1.TCPv4"}},
         {"populateBuiltinTransportPluginPrefixes", {},
          CALL(DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&e.map)),
          "1", "0", {"2 ZYN_LOG_ADD_FAILURE_s dds.transport.UDPv4.builtin", "2 ZYN_LOG_ADD_FAILURE_s dds.transport.UDPv4_WAN.builtin", "2 ZYN_LOG_ADD_FAILURE_s dds.transport.UDPv6.builtin", "2 ZYN_LOG_ADD_FAILURE_s dds.transport.shmem.builtin"}},
@@ -201,8 +201,8 @@ std::vector<Row> rows()
         {"assert_property (append)", {},
          CALL_THEN(DDS_PropertyQosPolicyHelper_assert_property(e.p.get(), "dds.participant.domain_tag", "b", 0), text(e.p.size())),
          "0 15", "5 14", {"2 ZYN_LOG_ADD_FAILURE_s element"}},
-        {"lookupBooleanPropertyWithPrefix", SETUP(DDS_PropertyQosPolicyHelper_add_property(e.out.get(), "a.b", "yes", 0)),
-         [](Env &e) { DDS_Boolean v = 0; const long r = DDSPropertyQosPolicyHelper_lookupBooleanPropertyWithPrefix(e.out.get(), &v, "a", "b", 0);
+        {"lookupBooleanPropertyWithPrefix (long prefix)", SETUP(DDS_PropertyQosPolicyHelper_add_property(e.out.get(), (kLong + ".b").c_str(), "yes", 0)),
+         [](Env &e) { DDS_Boolean v = 0; const long r = DDSPropertyQosPolicyHelper_lookupBooleanPropertyWithPrefix(e.out.get(), &v, kLong.c_str(), "b", 0);
                       return text(r, text(v)); },
          "0 1", "11 0", {kOut + "property name"}},
         {"setup_presentation_policyI", {}, CALL(DDS_PropertyQosPolicy_setup_presentation_policyI(&e.form, 32, 4096)),

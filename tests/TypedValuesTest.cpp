@@ -78,11 +78,13 @@ TEST_F(TypedValuesTest, BooleanWordsNearMissesAndAbsentNames)
     EXPECT_EQ(read, DDS_BOOLEAN_FALSE);
     EXPECT_EQ(log.size(), 0u) << log.dump();   // an unreadable word is the caller's to report
 
-    // A composed name that cannot be allocated reads as absent, after the lookup's own entry.
+    // A composed name that cannot be allocated (one too long for the stack) reads as absent,
+    // after the lookup's own entry.
     read = kUntouched;
     {
+        const std::string longPrefix(2000, 'p');
         FailAfter armed(0);
-        EXPECT_EQ(readPrefixed(&policy, &read, "dds.transport.shmem", "enabled", 0),
+        EXPECT_EQ(readPrefixed(&policy, &read, longPrefix.c_str(), "enabled", 0),
                   DDS_RETCODE_NO_DATA);
     }
     EXPECT_EQ(read, DDS_BOOLEAN_FALSE);
