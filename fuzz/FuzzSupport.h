@@ -11,6 +11,9 @@
 #include <vector>
 
 #include <propqos/PropertyQosPolicy.h>
+#include <propqos/testing.h>
+
+#include "infrastructure/PropertyQosPolicyInternal.h"
 
 namespace propqos_fuzz {
 
