@@ -27,8 +27,8 @@ const char *const kExplainHelp =
     "accepts a change of it), whether saving redacts its value, and, for an unknown name, the\n"
     "closest known name.\n"
     "\n"
-    "With --prefix, lists instead every public name that begins with PREFIX, each with its\n"
-    "mutability and the entities that know it.\n"
+    "With --prefix, lists instead every public name and built-in transport setting that begins\n"
+    "with PREFIX, each with its mutability and the entities that know it.\n"
     "\n"
     "options:\n"
     "  --prefix PREFIX     list the known names under PREFIX\n"
@@ -41,6 +41,11 @@ namespace
 {
 
 using Json = nlohmann::ordered_json;
+
+// The transports every participant has, whose settings are known without loading anything.
+const char *const kBuiltinTransports[] = {
+    "dds.transport.UDPv4.builtin.", "dds.transport.UDPv4_WAN.builtin.",
+    "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."};
 
 struct Kind {
     Entity entity;
@@ -163,9 +168,7 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
         alone.validate(entityKind(kind.entity), ValidationAction::Exception);
     if (report.passed) {
         v.known = true;
-        for (const char *builtin :
-             {"dds.transport.UDPv4.builtin.", "dds.transport.UDPv4_WAN.builtin.",
-              "dds.transport.shmem.builtin.", "dds.transport.UDPv6.builtin."}) {
+        for (const char *builtin : kBuiltinTransports) {
             if (startsWith(name, builtin)) {
                 v.text = "known (built-in transport " +
                          cli::quoted(std::string_view(builtin, std::strlen(builtin) - 1)) + ")";
@@ -199,6 +202,21 @@ int listPrefix(const std::string &prefix, bool json)
         for (const char *const *n = kind.publicNames; **n != '\0'; ++n) {
             if (startsWith(*n, prefix)) {
                 names[*n].push_back(entityLabel(kind.entity));
+            }
+        }
+    }
+    // The settings of the built-in transports, as the participant's check accepts them.
+    for (const PROPERTYPluginProperty &row : PROPERTY_VALID_PLUGIN_PROPERTIES) {
+        for (const char *builtin : kBuiltinTransports) {
+            if (std::strncmp(builtin, row.prefix, std::strlen(row.prefix)) != 0 ||
+                builtin[std::strlen(row.prefix)] != '.') {
+                continue;
+            }
+            for (int i = 0; i < row.publicPropertiesSize; ++i) {
+                const std::string name = builtin + std::string(row.publicProperties[i]);
+                if (startsWith(name, prefix) && verdictFor(kKinds[0], name).known) {
+                    names[name].push_back(entityLabel(Entity::Participant));
+                }
             }
         }
     }
