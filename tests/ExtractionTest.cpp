@@ -250,42 +250,6 @@ TEST_F(ExtractionTest, TrustPluginSetInItsOrder)
     EXPECT_EQ(untouched.size(), 0);
 }
 
-TEST_F(ExtractionTest, TrustPluginEntriesFollowTheMasksOrTheWorker)
-{
-    const unsigned savedCategory = ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR];
-    VorlActivityContext context{0x4};
-    VorlWorker withContext{"worker", &context}, withoutContext{"idle", nullptr};
-    const unsigned notOurs = ~unsigned{DDS_SUBMODULE_MASK_PROPERTY};
-    const struct {
-        unsigned instrumentation, submodule, category;
-        const VorlWorker *worker;
-        bool written;
-    } cases[] = {{ZYN_LOG_VERBOSITY_ERROR, ~0u, 0x0, nullptr, true}, {0, ~0u, ~0u, nullptr, false},
-                 {0, ~0u, ~0u, &withoutContext, false}, {0, ~0u, 0x3, &withContext, false},
-                 {0, ~0u, 0x6, &withContext, true},
-                 {ZYN_LOG_VERBOSITY_WARNING, 0x0, 0x4, &withContext, true},
-                 {ZYN_LOG_VERBOSITY_WARNING, notOurs, 0x4, nullptr, false}};
-    for (const auto &c : cases) {
-        SCOPED_TRACE(&c - cases);
-        log.clear();
-        DDSLog_g_instrumentationMask = c.instrumentation;
-        DDSLog_g_submoduleMask = c.submodule;
-        ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR] = c.category;
-        ScopedSeq out;
-        // A null policy fails the first step; its precondition entry follows the masks alone.
-        EXPECT_EQ(trust(nullptr, out.get(), "com.plugin", c.worker), DDS_RETCODE_BAD_PARAMETER);
-        DDSLog_g_instrumentationMask = ZYN_LOG_VERBOSITY_WARNING;
-        DDSLog_g_submoduleMask = ~0u;
-        ZynLog_g_categoryMask[ZYN_LOG_LEVEL_ERROR] = savedCategory;
-        EXPECT_EQ(log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_FAILED_TO_GET_TEMPLATE",
-                               {"Properties without prefix com.plugin for security plugin."}),
-                  c.written);
-        const bool masksAllow = (c.instrumentation & ZYN_LOG_LEVEL_PRECONDITION) != 0 &&
-                                (c.submodule & DDS_SUBMODULE_MASK_PROPERTY) != 0;
-        EXPECT_EQ(log.size(), size_t{masksAllow} + size_t{c.written}) << log.dump();
-    }
-}
-
 TEST_F(ExtractionTest, IntoPolicyRenamesAndResizesTheOutPolicy)
 {
     ScopedPolicy outPolicy{{"o1", "v"}, {"o2", "v"}, {"o3", "v"}, {"o4", "v"}, {"o5", "v"}};

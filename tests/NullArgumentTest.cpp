@@ -147,16 +147,27 @@ TEST_F(NullArgumentTest, EachCheckedArgumentGivesItsResultAndItsOneEntry)
         EXPECT_EQ(ZynLog_g_preconditionDetected, precondition ? 1 : 0);
         EXPECT_EQ(ZynLog_g_assertBreakpointCount - hooks, precondition ? 1u : 0u);
     }
-    // The flag follows its switch; the entry follows the masks, the hook does not.
+    // The flag follows its switch; the entry follows the masks, read anew for every entry (level
+    // bits, this module's submodule bit), the hook does not.
     ZynLog_g_detectPrecondition = 0;
     ZynLog_g_preconditionDetected = 0;
-    DDSLog_g_instrumentationMask = 0;
-    const unsigned int hooks = ZynLog_g_assertBreakpointCount;
-    log.clear();
-    EXPECT_EQ(DDS_PropertyQosPolicy_isMutabilityConsistent(nullptr, &g_policy, 1), 0);
-    EXPECT_EQ(log.size(), 0u);
-    EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
-    EXPECT_EQ(ZynLog_g_assertBreakpointCount - hooks, 1u);
+    const struct {
+        unsigned int instrumentation, submodules;
+        size_t entries;  // of a precondition, an error and a warning entry
+    } masks[] = {{0, ~0u, 0}, {ZYN_LOG_VERBOSITY_ERROR, ~0u, 2}, {ZYN_LOG_LEVEL_WARNING, ~0u, 1},
+                 {ZYN_LOG_VERBOSITY_WARNING, ~0u, 3}, {ZYN_LOG_VERBOSITY_WARNING, ~static_cast<unsigned int>(DDS_SUBMODULE_MASK_PROPERTY), 0}};
+    for (const auto &m : masks) {
+        DDSLog_g_instrumentationMask = m.instrumentation;
+        DDSLog_g_submoduleMask = m.submodules;
+        const unsigned int hooks = ZynLog_g_assertBreakpointCount;
+        log.clear();
+        EXPECT_EQ(DDS_PropertyQosPolicy_isMutabilityConsistent(nullptr, &g_policy, 1), 0);
+        DDS_PropertyQosPolicyHelper_get_number_of_properties(nullptr);
+        DDS_PropertyQosPolicy_initialize(nullptr);
+        EXPECT_EQ(log.size(), m.entries) << m.instrumentation << " " << m.submodules;
+        EXPECT_EQ(ZynLog_g_preconditionDetected, 0);
+        EXPECT_EQ(ZynLog_g_assertBreakpointCount - hooks, 1u);
+    }
 }
 
 }  // namespace

@@ -134,37 +134,6 @@ TEST_F(PluginPropertyArraysTest, EachEntityKindGetsItsPluginsNamesInExactlyFullA
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
-TEST_F(PluginPropertyArraysTest, HelpersCountWriteAndClose)
-{
-    // Counting ignores letter case and adds to what the counts hold; a stranger adds nothing.
-    const char *kind = "UDPV4_WAN";
-    const std::pair<Names, Names> names = expand({{"x.", kind}});
-    int pub = 10, priv = 20;
-    ASSERT_TRUE(
-        DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, lower(kind).c_str()));
-    ASSERT_TRUE(DDS_PropertyQosPolicy_getValidPluginPropertiesSize(&pub, &priv, "NO_SUCH_KIND"));
-    EXPECT_EQ(pub, 10 + static_cast<int>(names.first.size()));
-    EXPECT_EQ(priv, 20 + static_cast<int>(names.second.size()));
-
-    // Writing starts at the indexes given; a prefix ending in "." keeps it.
-    ASSERT_EQ(names.first.front().rfind("x..", 0), 0u);
-    std::vector<char *> pubSlots(names.first.size() + 2), privSlots(names.second.size() + 3);
-    int pubIndex = 1, privIndex = 2;
-    DDS_Tag entry = {const_cast<char *>("x."), const_cast<char *>(kind)};
-    ASSERT_TRUE(DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(
-        pubSlots.data(), privSlots.data(), &pubIndex, &privIndex, &entry));
-    ASSERT_TRUE(DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(
-        pubSlots.data(), privSlots.data(), &pubIndex, &privIndex));
-    EXPECT_EQ(pubIndex, static_cast<int>(pubSlots.size()));
-    EXPECT_EQ(privIndex, static_cast<int>(privSlots.size()));
-    EXPECT_EQ(pubSlots[0], nullptr);
-    expectTable(pubSlots.data() + 1, static_cast<int>(pubSlots.size()) - 1, names.first);
-    expectTable(privSlots.data() + 2, static_cast<int>(privSlots.size()) - 2, names.second);
-    for (std::vector<char *> *slots : {&pubSlots, &privSlots})
-        std::for_each(slots->begin(), slots->end(), DDS_String_free);
-    EXPECT_EQ(log.size(), 0u) << log.dump();
-}
-
 TEST_F(PluginPropertyArraysTest, AnOverlongCreateFunctionFailsTheBuild)
 {
     const DDS_EntityKind_t k = DDS_PARTICIPANT_ENTITY_KIND;

@@ -189,30 +189,4 @@ TEST_F(SaveTest, ErrorsStopTheOutput)
     EXPECT_STREQ(buffer, "<property>\n   <value>\n   </value>\n</property>\n");
 }
 
-TEST_F(SaveTest, XmlHelperOptionsAndMisuse)
-{
-    char buffer[256];
-    ZynXMLSaveContext context = into(buffer, sizeof buffer);
-    DDS_XMLHelper_save_tag("outer", ZYN_XML_TAG_KIND_OPEN, &context);
-    DDS_XMLHelper_save_string("none", nullptr, 0, 0, &context);
-    DDS_XMLHelper_save_string("omitted", "", 1, 0, &context);
-    DDS_XMLHelper_save_string("raw", "a<b]]>c", 0, 1, &context);
-    DDS_XMLHelper_save_tag("outer", ZYN_XML_TAG_KIND_CLOSE, &context);
-    EXPECT_STREQ(buffer, "<outer>\n"
-                         "   <none></none>\n"
-                         "   <raw><![CDATA[a<b]]]]><![CDATA[>c]]></raw>\n"   // "]]>" split in two
-                         "</outer>\n");
-    // An unknown tag kind or a missing tag name marks the context, and nothing follows.
-    for (int kind : {0, 8, 26, 28}) {
-        ZynXMLSaveContext bad = ZYN_XML_SAVE_CONTEXT_INITIALIZER;
-        DDS_XMLHelper_save_tag("t", kind, &bad);
-        DDS_XMLHelper_save_string("t", "x", 0, 0, &bad);
-        EXPECT_TRUE(bad.error != 0 && bad.outputStringLength == 0) << kind;
-    }
-    ZynXMLSaveContext unnamed = ZYN_XML_SAVE_CONTEXT_INITIALIZER;
-    DDS_XMLHelper_save_string(nullptr, "x", 0, 0, &unnamed);
-    EXPECT_NE(unnamed.error, 0);
-    DDS_XMLHelper_save_tag("t", ZYN_XML_TAG_KIND_OPEN, nullptr);   // ignored, no crash
-}
-
 }  // namespace

@@ -252,28 +252,6 @@ TYPED_TEST(FamilyTest, CopyIsDeepAndReplacesTheDestinationWholeOrNotAtAll)
     releaseAll(exact);
 }
 
-TEST_F(SequenceTest, AddAppendsCopiesGrowingFromMaximumZero)
-{
-    ScopedSeq props;
-    char name[] = "dds.x", value[] = "v";
-    DDS_Property_t *element = nullptr;
-    ASSERT_EQ(DDS_PropertySeq_add_element(props.get(), &element, name, value), DDS_RETCODE_OK);
-    EXPECT_EQ(element, DDS_PropertySeq_get_reference(props.get(), 0));
-    std::strcpy(name, "zzzzz");  // the caller's strings are not kept
-    std::strcpy(value, "w");
-    EXPECT_EQ(show(*element), "dds.x=v");
-    for (int i = 0; i < 40; ++i)
-        ASSERT_TRUE(append(props.get(), "n" + std::to_string(i) + "=x"));
-    ASSERT_EQ(props.size(), 41);
-    EXPECT_EQ(show(props.at(0)) + show(props.at(40)), "dds.x=vn39=x");
-    EXPECT_LE(props.size(), DDS_PropertySeq_get_maximum(props.get()));
-
-    // Null strings are refused and change nothing.
-    EXPECT_NE(DDS_PropertySeq_add_element(props.get(), &element, nullptr, "v"), DDS_RETCODE_OK);
-    EXPECT_NE(DDS_PropertySeq_add_element(props.get(), &element, "n", nullptr), DDS_RETCODE_OK);
-    EXPECT_EQ(props.size(), 41);
-}
-
 TEST_F(SequenceTest, AssertLookupAndRemoveGoByTheFirstElementOfAName)
 {
     ScopedSeq props;
@@ -360,24 +338,6 @@ TEST_F(SequenceTest, FromDelimitedStringSplitsTrimsAndDropsEmptyPieces)
     EXPECT_EQ(describe(bounded.seq), "a;b;");
     EXPECT_LE(DDS_StringSeq_get_maximum(&bounded.seq), 2);
 
-}
-
-TEST_F(SequenceTest, StringAllocatorGivesRoomForLengthCharacters)
-{
-    for (size_t n : {size_t{0}, size_t{1}, size_t{7}, size_t{1024}}) {
-        char *s = DDS_String_alloc(n);
-        ASSERT_NE(s, nullptr);
-        EXPECT_EQ(s[0], '\0') << "a fresh string is empty";
-        const std::string text(n, 'q');
-        std::memcpy(s, text.c_str(), n + 1);  // exactly n characters and the terminator
-        EXPECT_EQ(std::string(s), text);
-        DDS_String_free(s);
-    }
-    char *dup = DDS_String_dup("abc");
-    EXPECT_STREQ(dup, "abc");
-    DDS_String_free(dup);
-    FailAfter armed(0);
-    EXPECT_TRUE(!DDS_String_alloc(3) && !DDS_String_dup("abc") && !DDS_String_dup(nullptr));
 }
 
 TEST_F(SequenceTest, BoundedStringsCountCapacityWithoutTheTerminator)
@@ -482,32 +442,6 @@ TEST_F(SequenceTest, PresentationFormHoldsBothLimitsExactly)
 }
 
 // ---- the logging service ----
-
-TEST_F(SequenceTest, MasksGateEveryEntryAndAreReadAnewEachTime)
-{
-    const unsigned int all = 0xFFFFFFFFu, ours = DDS_SUBMODULE_MASK_PROPERTY;
-    const int error = ZYN_LOG_LEVEL_ERROR, warning = ZYN_LOG_LEVEL_WARNING;
-    const struct {
-        unsigned int instrumentation, submodules;
-        std::vector<int> shown;
-    } cases[] = {{ZYN_LOG_VERBOSITY_WARNING, all, {error, warning}},
-                 {ZYN_LOG_VERBOSITY_ERROR, all, {error}},
-                 {ZYN_LOG_LEVEL_WARNING, all, {warning}},  // the bit alone, not a verbosity
-                 {ZYN_LOG_VERBOSITY_STATUS_LOCAL, ~ours, {}},
-                 {ZYN_LOG_VERBOSITY_STATUS_LOCAL, ours, {error, warning}},
-                 {ZYN_LOG_VERBOSITY_SILENT, all, {}}};
-    for (const auto &c : cases) {
-        DDSLog_g_instrumentationMask = c.instrumentation;
-        DDSLog_g_submoduleMask = c.submodules;
-        log.clear();
-        DDS_PropertyQosPolicyHelper_get_number_of_properties(nullptr);  // an error entry
-        DDS_PropertyQosPolicy_initialize(nullptr);                      // a warning entry
-        std::vector<int> shown;
-        for (const auto &entry : log.entries())
-            shown.push_back(entry.level);
-        EXPECT_EQ(shown, c.shown) << "masks " << c.instrumentation << " / " << c.submodules;
-    }
-}
 
 TEST_F(SequenceTest, PrintersHandTheSinkTheTemplateAndItsArguments)
 {

@@ -91,33 +91,6 @@ TEST_F(TypedValuesTest, BooleanWordsNearMissesAndAbsentNames)
     expectOnlyEntry(ZYN_LOG_LEVEL_ERROR, "DDS_LOG_OUT_OF_RESOURCES_s", {"property name"});
 }
 
-TEST_F(TypedValuesTest, PropertyWithNullTextIsReadWithoutHarm)
-{
-    ScopedPolicy policy{{"p", "1"}};
-    DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(&policy, "p");
-    DDS_String_free(property->value);
-    property->value = nullptr;
-
-    DDS_Boolean flag = kUntouched;
-    int flagI = 5;
-    EXPECT_EQ(readBoolean(&policy, &flag, "p", 1), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(readPrefixed(&policy, &flag, nullptr, "p", 1), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(readBooleanI(&policy, &flagI, "p"), 0);
-    DDS_Long integer = 9;
-    DDS_LongLong longLong = 9;
-    DDS_UnsignedLong unsignedInteger = 9;
-    ZynNtpTime time{9, 9};
-    void *pointer = &flagI;
-    EXPECT_FALSE(readInteger(&policy, &integer, "p"));
-    EXPECT_FALSE(readLongLong(&policy, &longLong, "p"));
-    EXPECT_FALSE(readUnsigned(&policy, &unsignedInteger, "p"));
-    EXPECT_FALSE(readDuration(&policy, &time, "p"));
-    EXPECT_FALSE(readPointer(&policy, &pointer, "p"));
-    EXPECT_TRUE(flag == kUntouched && flagI == 5 && integer == 9 && longLong == 9 &&
-                unsignedInteger == 9 && time.sec == 9 && time.frac == 9 && pointer == &flagI);
-    EXPECT_EQ(log.size(), 0u) << log.dump();
-}
-
 TEST_F(TypedValuesTest, NumbersAndDurationsRoundTripAtTheExtremes)
 {
     ScopedPolicy policy{{"wide", "-9223372036854775808"}, {"period", "1.5"},
