@@ -40,7 +40,7 @@ void spill(const fs::path &path, const std::string &text)
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
-// The expected text: the file's content, or `absent` when there is no such file.
+// The file's content, or `absent` when there is no such file.
 std::string expected(const fs::path &path, const std::string &absent = "")
 {
     return fs::exists(path) ? slurp(path) : absent;
