@@ -68,6 +68,7 @@ TEST_F(MutabilityTest, LookupByOwnNamePluginPrefixAndLoadedCreateFunction)
         // loaded plug-ins borrow the table of their create function
         {"my.shm.segment.size", M, I},
         {"my.shm.interfaces.poll_period", M, M},
+        {"my.shm_segment.size", M, M},  // the plug-in's name run together with a property
         {"short.shm.segment.key_base", M, I},
         {"bare.shm.segment.size", M, M},  // no create function: skipped
         {"mon2.domain_id", M, I},
