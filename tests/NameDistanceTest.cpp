@@ -68,37 +68,6 @@ TEST(NameDistanceTest, OutputsChangeOnlyForAStrictlyCloserEntry)
     EXPECT_TRUE(index == 9 && distance == 6);
 }
 
-TEST(NameDistanceTest, ClosestEntryMatchesTheReference)
-{
-    // Pruning by length and abandoning rows must never change the entry chosen, whether the
-    // search starts unbounded or from a small distance.
-    const std::vector<std::string> entries = {
-        "dds.transport.shmem.enabled", "abcdabcd", "dcba", "abcabcabcabc", "b",
-        "aaaaaaaaaaaaaaaaaaaaaaaaa", "dds.transport.UDPv4.builtin.parent.message_size_max"};
-    std::vector<const char *> table;
-    for (const auto &e : entries) table.push_back(e.c_str());
-    table.push_back("");
-    const std::vector<std::string> names = {"", "a", "abcd", "dcab", "abcabcabcab",
-                                            "aaaaaaaaaaaaaaaaaa", "dds.transport.shmem.enable",
-                                            "dds.transport.UDPv4.builtin", std::string(300, 'a'),
-                                            std::string(600, 'c')};
-    for (const std::string &name : names) {
-        for (DDS_Long start : {DDS_Long{INT_MAX}, DDS_Long{4}}) {
-            DDS_Long expectedIndex = -1, expectedDistance = start;
-            for (size_t i = 0; i < entries.size(); ++i) {
-                if (referenceDistance(name, entries[i]) < expectedDistance) {
-                    expectedDistance = referenceDistance(name, entries[i]);
-                    expectedIndex = static_cast<DDS_Long>(i);
-                }
-            }
-            DDS_Long index = -1, distance = start;
-            EXPECT_EQ(VorlString_validateName(&index, &distance, name.c_str(), table.data(), 1), 0);
-            EXPECT_TRUE(index == expectedIndex && distance == expectedDistance)
-                << name.substr(0, 30) << " from " << start << ": " << index << " " << distance;
-        }
-    }
-}
-
 TEST(NameDistanceTest, NamesLongerThanTheRowGiveAnUpperBound)
 {
     // Exact while one of the two fits the row of 256 characters.

@@ -435,10 +435,6 @@ TEST_F(SequenceTest, PresentationFormHoldsBothLimitsExactly)
         DDS_PropertySeq_finalize_presentation_qosI(&form);
     }
     EXPECT_EQ(DDS_PropertySeq_setup_presentation_qosI(&form, -1, 4), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(DDS_PropertySeq_setup_presentation_qosI(nullptr, 1, 4), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(DDS_PropertySeq_finalize_presentation_qosI(nullptr), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(DDS_PropertySeq_to_presentation_sequence(props.get(), nullptr),
-              DDS_RETCODE_BAD_PARAMETER);
 }
 
 // ---- the logging service ----
