@@ -1,6 +1,7 @@
 // propqos check: every QoS of every profile, as it is in force after inheritance, against the
 // resource limits and the known property names, plus what a reviewer would flag by eye.
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstring>
 #include <string_view>
@@ -39,11 +40,13 @@ const char *const kCheckHelp =
     "    -1 or LENGTH_UNLIMITED for no limit);\n"
     "  - confidential properties (keys, passwords, pass phrases) marked to propagate to remote\n"
     "    peers (warning), and a name given twice in one QoS (warning; the later one is used).\n"
-    "Each finding is reported once, at the line of the name at fault, however many profiles\n"
-    "inherit it. A name over 4096 characters is reported as too long instead of being\n"
-    "matched; at most 100 unknown names are listed per QoS. A comment\n"
-    "<!-- propqos: ignore RULE[,RULE] --> silences those rules on the element that follows it\n"
-    "(and inside it).\n"
+    "Each finding is reported once, at the line of the name at fault, with the number of\n"
+    "further profiles that inherit it; an element is judged where it is written. A name over\n"
+    "4096 characters is reported as too long instead of being matched; at most 100 unknown\n"
+    "names are listed per QoS. A base profile that is in none of the files is a warning\n"
+    "(unknown-base); a file that cannot be read or parsed is an error (unusable-file) and the\n"
+    "other files are still checked. A comment <!-- propqos: ignore RULE[,RULE] --> silences\n"
+    "those rules on the element that follows it (and inside it).\n"
     "\n"
     "options (a value may follow as the next argument or after '='):\n"
     "  --action warning|exception|skip  validation action for every profile, instead of each\n"
@@ -62,11 +65,15 @@ const char *const kCheckHelp =
     "                                   one known name (at most 2 edits), print what changed\n"
     "  --dry-run                        with --fix: print the corrections as a unified diff\n"
     "                                   and change nothing\n"
+    "  --external-base PATTERN          base profiles matching PATTERN ('*' and '?' wildcards,\n"
+    "                                   e.g. 'PlatformLib::*') exist outside the files given:\n"
+    "                                   nothing is reported for them (repeatable)\n"
     "  --list-rules                     list the rule codes with their default levels\n"
     "  -h, --help                       this help\n"
     "\n"
     "exit status: 0 no errors (warnings allowed unless --warnings-as-errors or --max-warnings\n"
-    "say otherwise), 1 errors found, 2 unusable input or usage.\n";
+    "say otherwise), 1 errors found, 2 a file unusable (after all findings are written) or\n"
+    "wrong usage.\n";
 
 namespace
 {
@@ -83,75 +90,85 @@ const char *const kActionShortProperty = "property_validation_action";
 class Checker
 {
 public:
-    Checker(const CheckOptions &options, const KnownNames &known, std::vector<Finding> &findings)
+    Checker(const CheckOptions &options, const KnownNames &known, Findings &findings)
         : options_(options), known_(known), findings_(findings)
     {
     }
 
-    void check(const Profile &profile)
+    void run(const ProfileSet &set)
     {
-        bool any = false;
         for (Entity e : kEntities) {
-            any = any || ProfileSet::hasQos(profile, e);
-        }
-        if (!any) {
-            return;
-        }
-        ++profilesChecked_;
-        const ValidationAction action = actionOf(profile);
-        for (Entity e : kEntities) {
-            if (!ProfileSet::hasQos(profile, e)) {
-                continue;
-            }
-            ++qosChecked_;
-            const std::vector<ElementRef> own = ProfileSet::ownElements(profile, e, &findings_);
-            reportDuplicates(profile, e, own);
-            const std::vector<ElementRef> elements = ProfileSet::effectiveElements(profile, e);
-            const PropertyList list = ProfileSet::toList(elements);
-            reportPropagatedSecrets(profile, e, elements);
-            checkLimits(profile, e, list);
-            checkNames(profile, e, list, elements, action);
+            set.forEachEffective(e, [&](const Qos &qos, const std::vector<const ElementRef *> &list) {
+                check(qos, list);
+            });
         }
     }
 
-    std::size_t profilesChecked() const { return profilesChecked_; }
     std::size_t qosChecked() const { return qosChecked_; }
 
 private:
-    // Where a QoS of a profile is reported when no single element is at fault.
-    static std::pair<const SourceFile *, pugi::xml_node> qosLocation(const Profile &profile,
-                                                                      Entity e)
+    void check(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
-        for (const Profile *p = &profile; p != nullptr; p = p->base) {
-            const pugi::xml_node qos = p->qos[static_cast<int>(e)];
-            if (qos) {
-                const pugi::xml_node property = qos.child("property");
-                return {p->file, property ? property : qos};
-            }
+        ++qosChecked_;
+        const Profile &profile = *qos.profile;
+        if (qos.entity == Entity::Participant && &qos == profile.slot[0]) {
+            actions_[&profile] = actionFrom(qos, list);
         }
-        return {profile.file, profile.node};
+        const ValidationAction action = actionOf(profile);
+        reportDuplicates(qos);
+        reportPropagatedSecrets(qos, list);
+        checkLimits(qos, list);
+        checkNames(qos, list, action);
     }
 
-    // Findings about a name point at the <name> itself.
+    // Where a QoS is reported when no single element is at fault: its own node, else the
+    // nearest base that is written.
+    static std::pair<const Profile *, pugi::xml_node> qosLocation(const Qos &qos)
+    {
+        for (const Qos *q = &qos; q != nullptr;) {
+            if (q->node) {
+                const pugi::xml_node property = childNamed(q->node, "property");
+                return {q->profile, property ? property : q->node};
+            }
+            const Qos *next = nullptr;
+            for (const Qos *base : q->bases) {
+                next = base->exists ? base : next;
+            }
+            q = next;
+        }
+        return {qos.profile, qos.profile->node};
+    }
+
     static pugi::xml_node nameNode(const ElementRef &ref)
     {
-        const pugi::xml_node name = ref.node.child("name");
-        return name ? name : ref.node;
+        return ref.nameNode ? ref.nameNode : ref.node;
     }
 
-    static std::string qosName(const Profile &profile, Entity e)
+    static std::string keyOf(const char *code, const void *where, std::string_view more = {})
     {
-        return std::string(entityLabel(e)) + " QoS of " + profile.qualified;
+        return std::string(code) + '\n' + std::to_string(reinterpret_cast<std::uintptr_t>(where)) +
+               '\n' + std::string(more);
     }
 
-    // A finding about `node` of `file`.
-    void add(const SourceFile *file, pugi::xml_node node, Level level, const char *code,
-             std::string message, const Profile &profile, Entity e, std::string property = "",
-             std::string suggestion = "")
+    // A finding about `qos` at `node` of `owner`'s file.
+    Finding finding(const Qos &qos, const Profile &owner, pugi::xml_node node, Level level,
+                    const char *code, std::string message, std::string_view property = {},
+                    std::string suggestion = "")
     {
-        findings_.push_back(Finding{file, file->lineOf(node), level, code, std::move(message),
-                                    profile.qualified, entityLabel(e), std::move(property),
-                                    std::move(suggestion), node.offset_debug()});
+        Finding f;
+        f.file = owner.file;
+        f.path = owner.file->path();
+        f.fileIndex = owner.fileIndex;
+        f.line = owner.file->lineOf(node);
+        f.offset = node.offset_debug();
+        f.level = level;
+        f.code = code;
+        f.message = std::move(message);
+        f.profile = qos.profile->qualified;
+        f.entity = entityLabel(qos.entity);
+        f.property = std::string(property);
+        f.suggestion = std::move(suggestion);
+        return f;
     }
 
     ValidationAction actionOf(const Profile &profile)
@@ -159,122 +176,137 @@ private:
         if (options_.action) {
             return *options_.action;
         }
-        if (!ProfileSet::hasQos(profile, Entity::Participant)) {
-            return ValidationAction::Exception;
+        const auto it = actions_.find(&profile);
+        if (it != actions_.end()) {
+            return it->second;
         }
-        const std::vector<ElementRef> elements =
-            ProfileSet::effectiveElements(profile, Entity::Participant);
-        PropertyList list;
-        for (const ElementRef &ref : elements) {
-            if (std::strcmp(ref.name, kActionProperty) == 0 ||
-                std::strcmp(ref.name, kActionShortProperty) == 0) {
-                list.add(ref.name, ref.value);
+        // A participant QoS met before the profile's default one (several in one profile).
+        const Qos &slot = *profile.slot[0];
+        const ValidationAction action =
+            slot.exists ? actionFrom(slot, ProfileSet::effective(slot)) : ValidationAction::Exception;
+        actions_[&profile] = action;
+        return action;
+    }
+
+    ValidationAction actionFrom(const Qos &qos, const std::vector<const ElementRef *> &list)
+    {
+        if (options_.action) {
+            return *options_.action;
+        }
+        PropertyList actionList;
+        const ElementRef *culprit = nullptr;
+        for (const ElementRef *ref : list) {
+            if (ref->name == kActionProperty || ref->name == kActionShortProperty) {
+                actionList.add(ref->name, ref->value);
+                // The full name wins over the short one, as when the middleware reads it.
+                if (culprit == nullptr || ref->name == kActionProperty) {
+                    culprit = ref;
+                }
             }
         }
-        if (const std::optional<ValidationAction> action = list.validationAction()) {
+        if (const std::optional<ValidationAction> action = actionList.validationAction()) {
             return *action;
         }
-        // The full name wins over the short one, as when the middleware reads it.
-        const ElementRef *culprit = nullptr;
-        for (const ElementRef &ref : elements) {
-            if (std::strcmp(ref.name, kActionProperty) == 0) {
-                culprit = &ref;
-            } else if (culprit == nullptr && std::strcmp(ref.name, kActionShortProperty) == 0) {
-                culprit = &ref;
-            }
-        }
         if (culprit != nullptr) {
-            add(culprit->owner->file, culprit->node, Level::Error,
-                "invalid-value",
-                "invalid validation action " + quotedShort(culprit->value) + " for " +
-                    quotedShort(culprit->name, 4096) +
-                    " (expected VALIDATION_ACTION_WARNING, VALIDATION_ACTION_EXCEPTION, "
-                    "VALIDATION_ACTION_SKIP or -1, 0, 1); checking with "
-                    "VALIDATION_ACTION_EXCEPTION",
-                profile, Entity::Participant, culprit->name);
+            findings_.add(
+                finding(qos, *culprit->owner->profile, culprit->node, Level::Error,
+                        "invalid-value",
+                        "invalid validation action " + quotedShort(culprit->value) + " for " +
+                            quotedShort(culprit->name, 4096) +
+                            " (expected VALIDATION_ACTION_WARNING, VALIDATION_ACTION_EXCEPTION, "
+                            "VALIDATION_ACTION_SKIP or -1, 0, 1); checking with "
+                            "VALIDATION_ACTION_EXCEPTION",
+                        culprit->name),
+                keyOf("invalid-value", culprit->node.internal_object()));
         }
         return ValidationAction::Exception;
     }
 
-    void reportDuplicates(const Profile &profile, Entity e, const std::vector<ElementRef> &own)
+    void reportDuplicates(const Qos &qos)
     {
         std::unordered_map<std::string_view, const ElementRef *> first;
-        for (const ElementRef &ref : own) {
+        for (const ElementRef &ref : qos.own) {
             const auto [it, added] = first.emplace(ref.name, &ref);
             if (!added) {
-                add(profile.file, nameNode(ref), Level::Warning,
-                    "duplicate-property",
-                    "property " + quotedShort(ref.name, 4096) + " given twice in " +
-                        qosName(profile, e) + " (first at line " +
-                        std::to_string(profile.file->lineOf(nameNode(*it->second))) +
-                        "); the later value is used",
-                    profile, e, ref.name);
+                const SourceFile &file = *qos.profile->file;
+                findings_.add(finding(qos, *qos.profile, nameNode(ref), Level::Warning,
+                                      "duplicate-property",
+                                      "property " + quotedShort(ref.name, 4096) +
+                                          " given twice in " + qos.describe() +
+                                          " (first at line " +
+                                          std::to_string(file.lineOf(nameNode(*it->second))) +
+                                          "); the later value is used",
+                                      ref.name));
             }
         }
     }
 
-    void reportPropagatedSecrets(const Profile &profile, Entity e,
-                                 const std::vector<ElementRef> &elements)
+    void reportPropagatedSecrets(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
-        for (const ElementRef &ref : elements) {
-            if (ref.propagate && PropertyList::isConfidential(ref.name)) {
-                add(ref.owner->file, nameNode(ref), Level::Warning,
-                    "confidential-propagated",
-                    "confidential property " + quotedShort(ref.name, 4096) + " in " +
-                        qosName(profile, e) +
-                        " is marked to propagate: remote peers would receive its value",
-                    profile, e, ref.name);
+        for (const ElementRef *ref : list) {
+            if (ref->propagate && ref->confidential) {
+                findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), Level::Warning,
+                                      "confidential-propagated",
+                                      "confidential property " + quotedShort(ref->name, 4096) +
+                                          " in " + ref->owner->describe() +
+                                          " is marked to propagate: remote peers would receive "
+                                          "its value",
+                                      ref->name),
+                              keyOf("confidential-propagated", ref));
             }
         }
     }
 
-    std::int32_t limit(const Profile &profile, Entity e, const char *field, std::int32_t fallback)
+    std::int32_t limit(const Qos &qos, std::size_t field, std::int32_t fallback)
     {
-        const std::optional<SetValue> set = ProfileSet::resourceLimit(profile, field);
-        if (!set) {
+        const auto &limits = qos.profile->slot[0]->limits;
+        if (!limits || !(*limits)[field].node) {
             return fallback;
         }
-        if (equalsIgnoreCase(set->text, "LENGTH_UNLIMITED") ||
-            equalsIgnoreCase(set->text, "DDS_LENGTH_UNLIMITED")) {
+        const SetValue &set = (*limits)[field];
+        if (equalsIgnoreCase(set.text, "LENGTH_UNLIMITED") ||
+            equalsIgnoreCase(set.text, "DDS_LENGTH_UNLIMITED")) {
             return INT32_MAX;
         }
         DDS_Long value = 0;
-        if (VorlString_strToLong(set->text.c_str(), &value) && value >= -1) {
+        if (VorlString_strToLong(std::string(set.text).c_str(), &value) && value >= -1) {
             return value == -1 ? INT32_MAX : value;
         }
-        add(set->owner->file, set->node, Level::Error, "invalid-value",
-            "invalid resource limit " + quotedShort(set->text) + " for " + field + " in " +
-                qosName(profile, Entity::Participant) +
-                " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
-                std::to_string(fallback),
-            profile, e, field);
+        findings_.add(finding(qos, *set.owner->profile, set.node, Level::Error, "invalid-value",
+                              "invalid resource limit " + quotedShort(set.text) + " for " +
+                                  kLimitFieldNames[field] + " in " + set.owner->describe() +
+                                  " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
+                                  std::to_string(fallback),
+                              kLimitFieldNames[field]),
+                      keyOf("invalid-value", set.node.internal_object()));
         return fallback;
     }
 
-    void checkLimits(const Profile &profile, Entity e, const PropertyList &list)
+    void checkLimits(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
-        const char *prefix = e == Entity::Participant  ? "participant_"
-                             : e == Entity::DataWriter ? "writer_"
-                                                       : "reader_";
-        const std::string listField = std::string(prefix) + "property_list_max_length";
-        const std::string stringField = std::string(prefix) + "property_string_max_length";
-        const std::int32_t maxList = limit(profile, e, listField.c_str(), kDefaultListMax);
-        const std::int32_t maxString = limit(profile, e, stringField.c_str(), kDefaultStringMax);
-        const LimitReport report = list.checkLimits(entityKind(e), maxList, maxString);
+        const std::size_t field = static_cast<std::size_t>(qos.entity) * 2;
+        const std::int32_t maxList = limit(qos, field, kDefaultListMax);
+        const std::int32_t maxString = limit(qos, field + 1, kDefaultStringMax);
+        const LimitReport report =
+            ProfileSet::toList(list).checkLimits(entityKind(qos.entity), maxList, maxString);
         if (report.consistent) {
             return;
         }
-        const auto [file, node] = qosLocation(profile, e);
+        const auto [owner, node] = qosLocation(qos);
         for (const LimitViolation &v : report.violations) {
-            add(file, node, Level::Error, "resource-limit",
-                qosName(profile, e) + ": " + v.what + " (" + std::to_string(v.actual) +
-                    ") exceeds " + v.limitName + " (" + std::to_string(v.limit) + ")",
-                profile, e, v.limitName);
+            findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",
+                                  qos.describe() + ": " + v.what + " (" +
+                                      std::to_string(v.actual) + ") exceeds " + v.limitName +
+                                      " (" + std::to_string(v.limit) + ")",
+                                  v.limitName),
+                          keyOf("resource-limit", node.internal_object(),
+                                v.limitName + '\n' + std::to_string(v.actual)));
         }
         if (report.violations.empty()) {
-            add(file, node, Level::Error, "resource-limit",
-                qosName(profile, e) + " fails the resource-limit check" + detail(report.other),
-                profile, e);
+            findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",
+                                  qos.describe() + " fails the resource-limit check" +
+                                      detail(report.other)),
+                          keyOf("resource-limit", node.internal_object()));
         }
     }
 
@@ -287,135 +319,180 @@ private:
         return text;
     }
 
-    void checkNames(const Profile &profile, Entity e, const PropertyList &list,
-                    const std::vector<ElementRef> &elements, ValidationAction action)
+    // A suggestion is offered only when it is near.
+    static std::string nearSuggestion(const std::string &name, const std::string &suggestion)
+    {
+        if (suggestion.empty()) {
+            return suggestion;
+        }
+        const char *const table[] = {suggestion.c_str(), ""};
+        DDS_Long index = 0, distance = INT32_MAX;
+        if (VorlString_validateName(&index, &distance, name.c_str(), table, 1)) {
+            return suggestion;
+        }
+        return nearName(name, suggestion, distance) ? suggestion : std::string();
+    }
+
+    // Each element's name is judged once: where it is written, or in the first QoS that checks
+    // it. QoS that inherit an element already judged unknown count towards that finding.
+    void checkNames(const Qos &qos, const std::vector<const ElementRef *> &list,
+                    ValidationAction action)
     {
         if (action == ValidationAction::Skip) {
             return;
         }
-        // No property name is anywhere near this long; the distance to every known name, which
-        // the check computes for an unknown one, grows with the length.
-        // Names the user declared known are taken out before the check.
-        std::optional<PropertyList> shortNames;
-        for (const ElementRef &ref : elements) {
-            const std::size_t length = std::strlen(ref.name);
-            if (!known_.empty() && known_.contains(ref.name)) {
-                if (!shortNames) {
-                    shortNames = list;
+        const bool rejects = action == ValidationAction::Exception;
+        for (const ElementRef *ref : list) {
+            // Names the user declared known are taken out of the check.
+            if (!known_.empty() && known_.contains(ref->name)) {
+                settled_.emplace(ref, SIZE_MAX);
+                continue;
+            }
+            const auto it = settled_.find(ref);
+            if (it != settled_.end()) {
+                if (it->second != SIZE_MAX) {
+                    findings_.inherit(it->second, qos.profile, rejects);
                 }
-                shortNames->remove(ref.name);
-            } else if (length > kMaxNameLength) {
-                if (!shortNames) {
-                    shortNames = list;
-                }
-                shortNames->remove(ref.name);
-                add(ref.owner->file, nameNode(ref), Level::Error,
-                    "unknown-property",
-                    "property name of " + std::to_string(length) + " characters in " +
-                        qosName(profile, e) + " is too long to be one (over " +
-                        std::to_string(kMaxNameLength) + ")",
-                    profile, e, std::string(ref.name, 64) + "...");
+                continue;
+            }
+            // No property name is anywhere near this long; the distance to every known name,
+            // which the check computes for an unknown one, grows with the length.
+            if (ref->name.size() > kMaxNameLength) {
+                findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), Level::Error,
+                                      "unknown-property",
+                                      "property name of " + std::to_string(ref->name.size()) +
+                                          " characters in " + qos.describe() +
+                                          " is too long to be one (over " +
+                                          std::to_string(kMaxNameLength) + ")",
+                                      std::string(ref->name.substr(0, 64)) + "..."));
+                settled_[ref] = findings_.list().size() - 1;
             }
         }
-        const PropertyList &checked = shortNames ? *shortNames : list;
-        ValidationReport report = checked.validate(entityKind(e), action);
-        if (report.unexpected.empty()) {
-            reportFailure(profile, e, report);
-            return;
+        // A name already found unknown under the same plug-in context is unknown here too, with
+        // the same closest name: the module's answer is reused instead of asked again.
+        const Level level = rejects ? Level::Error : Level::Warning;
+        const std::string context = contextOf(qos, list);
+        std::size_t named = 0;
+        for (const ElementRef *ref : list) {
+            if (settled_.count(ref) != 0) {
+                continue;
+            }
+            const auto known = unknownNames_.find(context + std::string(ref->name));
+            if (known != unknownNames_.end() && named < kMaxUnknownNamed) {
+                UnexpectedName u;
+                u.name = std::string(ref->name);
+                u.suggestion = known->second;
+                reportUnknown(qos, ref, u, level);
+                ++named;
+            }
         }
+        PropertyList rest = ProfileSet::toList(
+            list, [&](const ElementRef &ref) { return settled_.count(&ref) != 0; });
+        ValidationReport report = rest.validate(entityKind(qos.entity), action);
+        std::unordered_map<std::string_view, const ElementRef *> byName;
         // The module names the first unknown name under each prefix (or only the first of all,
         // when rejecting). To name more, check again without those already named.
-        PropertyList rest(checked);
-        std::size_t named = 0;
-        for (;;) {
+        while (!report.unexpected.empty()) {
+            if (byName.empty()) {
+                for (const ElementRef *ref : list) {
+                    byName[ref->name] = ref;
+                }
+            }
             for (const UnexpectedName &u : report.unexpected) {
                 if (named == kMaxUnknownNamed) {
-                    const auto [file, node] = qosLocation(profile, e);
-                    add(file, node,
-                        u.level == Severity::Warning ? Level::Warning : Level::Error,
-                        "unknown-property",
-                        "further unknown property names in " + qosName(profile, e) +
-                            " not listed (" + std::to_string(kMaxUnknownNamed) + " shown)",
-                        profile, e);
+                    const auto [owner, node] = qosLocation(qos);
+                    findings_.add(finding(qos, *owner, node, level, "unknown-property",
+                                          "further unknown property names in " + qos.describe() +
+                                              " not listed (" + std::to_string(kMaxUnknownNamed) +
+                                              " shown)"));
                     return;
                 }
-                reportUnknown(profile, e, elements, u);
+                unknownNames_.emplace(context + u.name, u.suggestion);
+                const auto it = byName.find(u.name);
+                reportUnknown(qos, it == byName.end() ? nullptr : it->second, u, level);
                 ++named;
                 if (!rest.remove(u.name)) {
                     return;
                 }
             }
-            report = rest.validate(entityKind(e), action);
-            if (report.unexpected.empty()) {
-                reportFailure(profile, e, report);
-                return;
-            }
+            report = rest.validate(entityKind(qos.entity), action);
         }
+        reportFailure(qos, report);
     }
 
-    void reportUnknown(const Profile &profile, Entity e, const std::vector<ElementRef> &elements,
-                       const UnexpectedName &u)
+    // What the module's name check reads from a list besides the names checked: the plug-ins it
+    // loads (load lists, create functions, sub-transports), flow controllers, the writer
+    // history plug-in. Two lists alike in these judge every name alike.
+    static std::string contextOf(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
-        auto [file, node] = qosLocation(profile, e);
-        for (const ElementRef &ref : elements) {
-            if (u.name == ref.name) {
-                file = ref.owner->file;
-                node = nameNode(ref);
-                break;
+        std::string context(1, static_cast<char>('0' + static_cast<int>(qos.entity)));
+        for (const ElementRef *ref : list) {
+            std::string lower(ref->name);
+            for (char &c : lower) {
+                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            }
+            for (const char *part : {"load_plugin", ".create_function", ".subtransport",
+                                     "flow_controller", "plugin_name"}) {
+                if (lower.find(part) != std::string::npos) {
+                    context.append(ref->name).append(1, '\0').append(ref->value).append(1, '\0');
+                    break;
+                }
             }
         }
-        std::string message = "unknown property " + quoted(u.name) + " in " + qosName(profile, e);
-        if (!u.suggestion.empty()) {
-            message += "; did you mean " + quoted(u.suggestion) + "?";
-        }
-        add(file, node, u.level == Severity::Warning ? Level::Warning : Level::Error,
-            "unknown-property", std::move(message), profile, e, u.name, u.suggestion);
+        return context + '\1';
     }
 
-    void reportFailure(const Profile &profile, Entity e, const ValidationReport &report)
+    void reportUnknown(const Qos &qos, const ElementRef *ref, const UnexpectedName &u, Level level)
+    {
+        const std::string suggestion = nearSuggestion(u.name, u.suggestion);
+        std::string message = "unknown property " + quoted(u.name) + " in " + qos.describe();
+        if (!suggestion.empty()) {
+            message += "; did you mean " + quoted(suggestion) + "?";
+        }
+        if (ref == nullptr) {
+            const auto [owner, node] = qosLocation(qos);
+            findings_.add(finding(qos, *owner, node, level, "unknown-property", std::move(message),
+                                  u.name, suggestion));
+            return;
+        }
+        findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), level, "unknown-property",
+                              std::move(message), u.name, suggestion),
+                      keyOf("unknown-property", ref));
+        settled_[ref] = findings_.find(keyOf("unknown-property", ref));
+    }
+
+    void reportFailure(const Qos &qos, const ValidationReport &report)
     {
         if (report.passed) {
             return;
         }
-        const auto [file, node] = qosLocation(profile, e);
-        add(file, node, Level::Error, "internal",
-            "the property names of " + qosName(profile, e) + " could not be checked" +
-                detail(report.other),
-            profile, e);
+        const auto [owner, node] = qosLocation(qos);
+        findings_.add(finding(qos, *owner, node, Level::Error, "internal",
+                              "the property names of " + qos.describe() +
+                                  " could not be checked" + detail(report.other)));
     }
 
     const CheckOptions &options_;
     const KnownNames &known_;
-    std::vector<Finding> &findings_;
-    std::size_t profilesChecked_ = 0;
+    Findings &findings_;
     std::size_t qosChecked_ = 0;
+    std::unordered_map<const Profile *, ValidationAction> actions_;
+    // Elements whose name is judged: the index of the finding about it (SIZE_MAX: none).
+    std::unordered_map<const ElementRef *, std::size_t> settled_;
+    // Names found unknown, by plug-in context: the closest known name the module gave.
+    std::unordered_map<std::string, std::string> unknownNames_;
 };
 
-// Inherited elements are checked with every profile that inherits them; say each thing once.
-void removeRepeats(std::vector<Finding> &findings)
-{
-    std::unordered_set<std::string> seen;
-    std::vector<Finding> kept;
-    kept.reserve(findings.size());
-    for (Finding &f : findings) {
-        std::string key = f.file->path();
-        key += '\n' + std::to_string(f.line) + '\n' + std::to_string(f.offset) + '\n' + f.code +
-               '\n' + (f.property.empty() ? f.message : f.property);
-        if (seen.insert(std::move(key)).second) {
-            kept.push_back(std::move(f));
-        }
-    }
-    findings = std::move(kept);
-}
 
 // The findings as text, or their count line alone with --quiet left out.
 std::string textReport(const std::vector<Finding> &findings, const CheckOptions &options,
                        std::size_t files, std::size_t profiles, std::size_t qos)
 {
-    std::size_t errors = 0, warnings = 0;
+    std::size_t errors = 0, warnings = 0, unusable = 0;
     std::string text;
     for (const Finding &f : findings) {
         (f.level == Level::Error ? errors : warnings) += 1;
+        unusable += f.code == "unusable-file" ? 1 : 0;
         text += formatFinding(f);
         text += '\n';
     }
@@ -426,6 +503,7 @@ std::string textReport(const std::vector<Finding> &findings, const CheckOptions 
         }
         text += findings.empty() ? "],\n" : "\n],\n";
         text += " \"summary\": {\"files\": " + std::to_string(files) +
+                ", \"unusable_files\": " + std::to_string(unusable) +
                 ", \"profiles\": " + std::to_string(profiles) + ", \"qos\": " +
                 std::to_string(qos) + ", \"errors\": " + std::to_string(errors) +
                 ", \"warnings\": " + std::to_string(warnings) + "}}\n";
@@ -433,7 +511,11 @@ std::string textReport(const std::vector<Finding> &findings, const CheckOptions 
         text += std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
                 std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") + " in " +
                 std::to_string(profiles) + (profiles == 1 ? " profile" : " profiles") + " (" +
-                std::to_string(qos) + " QoS checked)\n";
+                std::to_string(qos) + " QoS checked" +
+                (unusable == 0 ? std::string()
+                               : "; " + std::to_string(unusable) +
+                                     (unusable == 1 ? " file unusable" : " files unusable")) +
+                ")\n";
     }
     return text;
 }
@@ -446,8 +528,12 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
     std::string report;
     std::vector<Finding> left;
     for (Finding &f : findings) {
-        if (std::optional<Edit> edit = typoFix(f)) {
-            report += f.file->path() + ":" + std::to_string(f.line) + ": fixed: " +
+        std::optional<Edit> edit;
+        if (f.file != nullptr && f.file->encoding() == Encoding::Utf8) {
+            edit = typoFix(f);
+        }
+        if (edit) {
+            report += escaped(f.path) + ":" + std::to_string(f.line) + ": fixed: " +
                       quoted(f.property) + " -> " + quoted(f.suggestion) + " [" + f.code + "]\n";
             edits[f.file].push_back(std::move(*edit));
         } else {
@@ -464,17 +550,22 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
         std::vector<Edit> &list = it->second;
         std::sort(list.begin(), list.end(),
                   [](const Edit &a, const Edit &b) { return a.begin < b.begin; });
-        const std::string fixed = applyEdits(file->text(), list);
+        // The text is the file's decoded; its bytes are that text only for UTF-8 (after a
+        // byte-order mark, kept).
+        const std::string before(file->text());
+        const std::string fixed = applyEdits(before, list);
         if (dryRun) {
-            diff += unifiedDiff(file->path(), file->text(), fixed);
+            diff += unifiedDiff(file->path(), before, fixed);
             continue;
         }
+        const std::string bom = file->bytes().substr(0, file->bytes().size() - before.size());
         std::FILE *stream = std::fopen(file->path().c_str(), "r+b");
         bool written = stream != nullptr &&
+                       std::fwrite(bom.data(), 1, bom.size(), stream) == bom.size() &&
                        std::fwrite(fixed.data(), 1, fixed.size(), stream) == fixed.size();
         // The corrections only ever shorten or lengthen a name: cut what the old text left.
         written = written && std::fflush(stream) == 0 &&
-                  ftruncate(fileno(stream), static_cast<off_t>(fixed.size())) == 0;
+                  ftruncate(fileno(stream), static_cast<off_t>(bom.size() + fixed.size())) == 0;
         if (stream != nullptr) {
             written = std::fclose(stream) == 0 && written;
         }
@@ -491,30 +582,20 @@ int runCheck(const CheckOptions &options)
 {
     checkRuleCodes(options.disabled, "--disable");
     const KnownNames known = KnownNames::load(options.knownNames);
-    std::vector<Finding> findings;
+    Findings findings;
+    bool unusable = false;
     // The text of each file is kept when findings may have to be turned into edits.
     const bool edits = options.fix || options.format == "sarif";
-    ProfileSet set = loadProfiles(options.files, findings, edits);
+    ProfileSet set = loadProfiles(options.files, findings, options.externalBases, &unusable, edits);
     Checker checker(options, known, findings);
-    for (const Profile &profile : set.profiles()) {
-        if (!profile.duplicate) {
-            checker.check(profile);
-        }
-    }
-    removeRepeats(findings);
-    applyRuleControl(findings, options.disabled);
-    std::unordered_map<const SourceFile *, std::size_t> fileOrder;
-    for (std::size_t i = 0; i < set.files().size(); ++i) {
-        fileOrder[set.files()[i].get()] = i;
-    }
-    std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
-        const std::size_t fa = fileOrder[a.file], fb = fileOrder[b.file];
-        return fa != fb ? fa < fb : a.line < b.line;
-    });
+    checker.run(set);
+    applyRuleControl(findings.list(), options.disabled);
+    findings.sort();
+    std::vector<Finding> &list = findings.list();
 
     std::string text;
     if (options.fix) {
-        text = fixTypos(findings, set, options.dryRun);
+        text = fixTypos(list, set, options.dryRun);
         // JSON and SARIF stay parseable: the list of corrections goes to standard error.
         if (!options.dryRun && options.format != "text") {
             std::fputs(text.c_str(), stderr);
@@ -523,21 +604,21 @@ int runCheck(const CheckOptions &options)
     }
     if (options.format == "sarif") {
         if (!options.dryRun) {
-            text += sarifLog(findings, typoFix);
+            text += sarifLog(list, typoFix);
         }
     } else if (!options.dryRun) {
-        text += textReport(findings, options, set.files().size(), checker.profilesChecked(),
+        text += textReport(list, options, options.files.size(), set.profileCount(),
                            checker.qosChecked());
     }
     out(text);
 
     std::size_t errors = 0, warnings = 0;
-    for (const Finding &f : findings) {
+    for (const Finding &f : list) {
         (f.level == Level::Error ? errors : warnings) += 1;
     }
     const bool failed = errors > 0 || (options.warningsAsErrors && warnings > 0) ||
                         (options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings));
-    return failed ? kExitFindings : kExitClean;
+    return unusable ? kExitUnusable : failed ? kExitFindings : kExitClean;
 }
 
 } // namespace propqos::cli

@@ -29,12 +29,14 @@ struct CheckOptions {
     bool quiet = false;
     bool fix = false;
     bool dryRun = false;
+    std::vector<std::string> externalBases; // patterns of bases defined outside the files
 };
 
 struct DiffOptions {
     std::string oldFile, newFile;
     bool enabled = false;
     std::string format = "text"; // text, json or sarif
+    std::vector<std::string> externalBases;
 };
 
 struct GetOptions {
@@ -43,6 +45,7 @@ struct GetOptions {
     std::optional<Entity> entity;
     std::optional<std::string> prefix;
     bool strip = false, reveal = false, json = false;
+    std::vector<std::string> externalBases;
 };
 
 struct ExplainOptions {
@@ -66,11 +69,14 @@ extern const char *const kDiffHelp;
 extern const char *const kGetHelp;
 extern const char *const kExplainHelp;
 
-// Loads the files (all of them, so that bases may live in any) and resolves inheritance.
-ProfileSet loadProfiles(const std::vector<std::string> &paths, std::vector<Finding> &findings,
-                        bool keepText = false);
+// Loads the files (all of them, so that bases may live in any) and resolves inheritance. A file
+// that cannot be used is a finding ("unusable-file"), and sets *unusable. With `keepText` each
+// file's text stays available for edits.
+ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &findings,
+                        const std::vector<std::string> &externalBases = {},
+                        bool *unusable = nullptr, bool keepText = false);
 
-// "path:line: level: message [code]".
+// "path:line[:column]: level: message [code]", with how many more profiles inherit it.
 std::string formatFinding(const Finding &f);
 // The finding as a JSON object.
 std::string findingJson(const Finding &f);

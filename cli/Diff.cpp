@@ -20,16 +20,18 @@ const char *const kDiffHelp =
     "whether an entity created with the OLD properties would accept the NEW ones: a property\n"
     "that is added or changed must be mutable, or mutable until enable while the entity is not\n"
     "yet enabled. Removing a property is always accepted. Every refused property is named with\n"
-    "the reason. Values are not printed.\n"
+    "the reason. Values are not printed. Profiles and QoS of OLD that NEW lacks (removed or\n"
+    "renamed) are warned about.\n"
     "\n"
     "options:\n"
     "  --enabled                 the entities are already enabled (default: not yet enabled)\n"
     "  --format text|json|sarif  lines (default), one JSON object {\"comparisons\": [...],\n"
     "                            \"findings\": [...], \"summary\": {...}}, or a SARIF 2.1.0 log\n"
     "                            of the refused changes\n"
+    "  --external-base PATTERN   base profiles known to exist elsewhere (see check --help)\n"
     "  -h, --help                this help\n"
     "\n"
-    "exit status: 0 every change accepted, 1 a change refused (or a profile's base is missing),\n"
+    "exit status: 0 every change accepted, 1 a change refused (or an inheritance cycle),\n"
     "2 unusable input or usage.\n";
 
 namespace
@@ -47,8 +49,7 @@ std::string plural(std::size_t n, const char *one, const char *many)
 
 // One QoS present in both files, and what became of its change.
 struct Comparison {
-    const Profile *profile = nullptr;
-    Entity entity = Entity::Participant;
+    const Qos *qos = nullptr;
     pugi::xml_node node; // the new QoS, or the profile when it inherits the QoS
     std::size_t changed = 0, removed = 0;
     std::vector<Finding> refused; // empty: accepted (or unchanged)
@@ -57,15 +58,23 @@ struct Comparison {
 // The refusals of one change, each named with the reason: the module names the first property
 // it refuses; to name them all, check again with each refused property put back as it was.
 void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList &newList,
-                 const std::vector<ElementRef> &elements, bool enabled)
+                 const std::vector<const ElementRef *> &elements, bool enabled)
 {
-    const std::string qos = std::string(entityLabel(c.entity)) + " QoS of " + c.profile->qualified;
-    const auto refuse = [&](const SourceFile *file, pugi::xml_node node, const char *code,
+    const Qos &qos = *c.qos;
+    const std::string name = qos.describe();
+    const auto refuse = [&](const Profile &owner, pugi::xml_node node, const char *code,
                             std::string message, std::string property) {
-        c.refused.push_back(Finding{file, file->lineOf(node), Level::Error, code,
-                                    std::move(message), c.profile->qualified,
-                                    entityLabel(c.entity), std::move(property), "",
-                                    node.offset_debug()});
+        Finding f;
+        f.file = owner.file;
+        f.path = owner.file->path();
+        f.line = owner.file->lineOf(node);
+        f.code = code;
+        f.message = std::move(message);
+        f.profile = qos.profile->qualified;
+        f.entity = entityLabel(qos.entity);
+        f.property = std::move(property);
+        f.offset = node.offset_debug();
+        c.refused.push_back(std::move(f));
     };
     PropertyList candidate(newList);
     for (;;) {
@@ -74,28 +83,28 @@ void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList 
             return;
         }
         if (c.refused.size() == kMaxRefusedNamed) {
-            refuse(c.profile->file, c.node, "refused-change",
-                   "further refused changes in " + qos + " not listed (" +
+            refuse(*qos.profile, c.node, "refused-change",
+                   "further refused changes in " + name + " not listed (" +
                        std::to_string(kMaxRefusedNamed) + " shown)",
                    "");
             return;
         }
         if (check.property.empty()) {
-            refuse(c.profile->file, c.node, "internal",
-                   "the change of " + qos + " could not be checked", "");
+            refuse(*qos.profile, c.node, "internal",
+                   "the change of " + name + " could not be checked", "");
             return;
         }
-        const SourceFile *file = c.profile->file;
+        const Profile *owner = qos.profile;
         pugi::xml_node at = c.node;
-        for (const ElementRef &ref : elements) {
-            if (check.property == ref.name) {
-                file = ref.owner->file;
-                at = ref.node;
+        for (const ElementRef *ref : elements) {
+            if (check.property == ref->name) {
+                owner = ref->owner->profile;
+                at = ref->node;
                 break;
             }
         }
-        refuse(file, at, "refused-change",
-               "changing " + cli::quoted(check.property) + " in " + qos + " is refused: " +
+        refuse(*owner, at, "refused-change",
+               "changing " + cli::quoted(check.property) + " in " + name + " is refused: " +
                    check.reason,
                check.property);
         const std::optional<Property> was = oldList.find(check.property);
@@ -107,50 +116,99 @@ void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList 
     }
 }
 
+// Profiles and QoS of OLD that NEW no longer has: removed, or renamed.
+void reportRemoved(const ProfileSet &before, const ProfileSet &after, const std::string &newFile,
+                   Findings &problems)
+{
+    for (const Profile &profile : before.profiles()) {
+        if (profile.duplicate) {
+            continue;
+        }
+        const Profile *now = after.find(profile.qualified);
+        Finding f;
+        f.file = profile.file;
+        f.path = profile.file->path();
+        f.line = profile.file->lineOf(profile.node);
+        f.offset = profile.node.offset_debug();
+        f.level = Level::Warning;
+        f.code = "removed-profile";
+        f.profile = profile.qualified;
+        if (now == nullptr) {
+            f.message = "profile " + cli::quoted(profile.qualified) + " is not in " +
+                         escaped(newFile) + " (removed or renamed)";
+            problems.add(std::move(f));
+            continue;
+        }
+        for (Entity e : kEntities) {
+            const Qos &was = *profile.slot[static_cast<int>(e)];
+            if (was.exists && !now->slot[static_cast<int>(e)]->exists) {
+                Finding g = f;
+                g.code = "removed-qos";
+                g.entity = entityLabel(e);
+                g.message = was.describe() + " is not in " + escaped(newFile);
+                problems.add(std::move(g));
+            }
+        }
+    }
+}
+
+std::string keyOf(const Qos &qos)
+{
+    return qos.profile->qualified + '\n' + entityLabel(qos.entity) + '\n' + qos.label;
+}
+
 } // namespace
 
 int runDiff(const DiffOptions &options)
 {
-    std::vector<Finding> problems;
-    const ProfileSet before = loadProfiles({options.oldFile}, problems);
-    const ProfileSet after = loadProfiles({options.newFile}, problems);
+    Findings problems;
+    bool unusable = false;
+    const ProfileSet before =
+        loadProfiles({options.oldFile}, problems, options.externalBases, &unusable);
+    const ProfileSet after =
+        loadProfiles({options.newFile}, problems, options.externalBases, &unusable);
+    reportRemoved(before, after, options.newFile, problems);
 
+    // The old lists by QoS, then each new QoS against its old one.
+    std::unordered_map<std::string, std::vector<const ElementRef *>> old;
+    for (Entity e : kEntities) {
+        before.forEachEffective(e, [&](const Qos &qos, const std::vector<const ElementRef *> &list) {
+            if (!qos.profile->duplicate) {
+                old.emplace(keyOf(qos), list);
+            }
+        });
+    }
     std::vector<Comparison> comparisons;
-    for (const Profile &profile : after.profiles()) {
-        const Profile *old = before.find(profile.qualified);
-        if (profile.duplicate || old == nullptr) {
-            continue;
+    const auto compare = [&](const Qos &qos, const std::vector<const ElementRef *> &elements) {
+        const auto was = old.find(keyOf(qos));
+        if (qos.profile->duplicate || was == old.end()) {
+            return;
         }
-        for (Entity e : kEntities) {
-            if (!ProfileSet::hasQos(profile, e) || !ProfileSet::hasQos(*old, e)) {
-                continue;
-            }
-            Comparison c;
-            c.profile = &profile;
-            c.entity = e;
-            c.node = profile.qos[static_cast<int>(e)] ? profile.qos[static_cast<int>(e)]
-                                                      : profile.node;
-            const PropertyList oldList = ProfileSet::toList(ProfileSet::effectiveElements(*old, e));
-            const std::vector<ElementRef> elements = ProfileSet::effectiveElements(profile, e);
-            const PropertyList newList = ProfileSet::toList(elements);
+        Comparison c;
+        c.qos = &qos;
+        c.node = qos.node ? qos.node : qos.profile->node;
+        const PropertyList oldList = ProfileSet::toList(was->second);
+        const PropertyList newList = ProfileSet::toList(elements);
 
-            std::unordered_map<std::string_view, std::string_view> oldValues, newValues;
-            for (const Property p : oldList) {
-                oldValues.emplace(p.name, p.value);
-            }
-            for (const Property p : newList) {
-                newValues.emplace(p.name, p.value);
-                const auto was = oldValues.find(p.name);
-                c.changed += (was == oldValues.end() || was->second != p.value) ? 1 : 0;
-            }
-            for (const auto &[name, value] : oldValues) {
-                c.removed += newValues.count(name) == 0 ? 1 : 0;
-            }
-            if (c.changed > 0 || c.removed > 0) {
-                checkChange(c, oldList, newList, elements, options.enabled);
-            }
-            comparisons.push_back(std::move(c));
+        std::unordered_map<std::string_view, std::string_view> oldValues, newValues;
+        for (const Property p : oldList) {
+            oldValues.emplace(p.name, p.value);
         }
+        for (const Property p : newList) {
+            newValues.emplace(p.name, p.value);
+            const auto it = oldValues.find(p.name);
+            c.changed += (it == oldValues.end() || it->second != p.value) ? 1 : 0;
+        }
+        for (const auto &[name, value] : oldValues) {
+            c.removed += newValues.count(name) == 0 ? 1 : 0;
+        }
+        if (c.changed > 0 || c.removed > 0) {
+            checkChange(c, oldList, newList, elements, options.enabled);
+        }
+        comparisons.push_back(std::move(c));
+    };
+    for (Entity e : kEntities) {
+        after.forEachEffective(e, compare);
     }
 
     std::size_t unchanged = 0, accepted = 0, refused = 0;
@@ -158,27 +216,29 @@ int runDiff(const DiffOptions &options)
         (!c.refused.empty() ? refused : c.changed + c.removed == 0 ? unchanged : accepted) += 1;
     }
     bool broken = false;
-    for (const Finding &f : problems) {
+    for (const Finding &f : problems.list()) {
         broken = broken || f.level == Level::Error;
     }
 
     std::string text;
     if (options.format == "sarif") {
-        std::vector<Finding> all = problems;
+        std::vector<Finding> all = problems.list();
         for (const Comparison &c : comparisons) {
             all.insert(all.end(), c.refused.begin(), c.refused.end());
         }
         text = sarifLog(all, [](const Finding &) { return std::optional<Edit>(); });
     } else if (options.format == "json") {
         Json list = Json::array(), findings = Json::array();
-        for (const Finding &f : problems) {
+        for (const Finding &f : problems.list()) {
             findings.push_back(findingObject(f));
         }
         for (const Comparison &c : comparisons) {
-            list.push_back({{"profile", c.profile->qualified},
-                            {"entity", entityLabel(c.entity)},
-                            {"file", c.profile->file->path()},
-                            {"line", c.profile->file->lineOf(c.node)},
+            const Profile &profile = *c.qos->profile;
+            list.push_back({{"profile", profile.qualified},
+                            {"entity", entityLabel(c.qos->entity)},
+                            {"qos", c.qos->label},
+                            {"file", profile.file->path()},
+                            {"line", profile.file->lineOf(c.node)},
                             {"status", !c.refused.empty()              ? "refused"
                                        : c.changed + c.removed == 0 ? "unchanged"
                                                                       : "accepted"},
@@ -198,7 +258,7 @@ int runDiff(const DiffOptions &options)
                                  {"enabled", options.enabled}}}};
         text = document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
     } else {
-        for (const Finding &f : problems) {
+        for (const Finding &f : problems.list()) {
             text += formatFinding(f) + "\n";
         }
         for (const Comparison &c : comparisons) {
@@ -206,8 +266,8 @@ int runDiff(const DiffOptions &options)
                 text += formatFinding(f) + "\n";
             }
             if (c.refused.empty() && c.changed + c.removed > 0) {
-                text += c.profile->file->where(c.node) + ": accepted: " + entityLabel(c.entity) +
-                        " QoS of " + c.profile->qualified + ": " +
+                text += escaped(c.qos->profile->file->where(c.node)) +
+                        ": accepted: " + c.qos->describe() + ": " +
                         plural(c.changed, "property added or changed",
                                "properties added or changed") +
                         ", " + plural(c.removed, "removed", "removed") + "\n";
@@ -219,7 +279,7 @@ int runDiff(const DiffOptions &options)
                 (options.enabled ? " (entities enabled)\n" : " (entities not yet enabled)\n");
     }
     out(text);
-    return refused > 0 || broken ? kExitFindings : kExitClean;
+    return unusable ? kExitUnusable : refused > 0 || broken ? kExitFindings : kExitClean;
 }
 
 } // namespace propqos::cli

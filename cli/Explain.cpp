@@ -272,14 +272,18 @@ int runExplain(const ExplainOptions &options)
             context = &*loadedContext;
         }
     }
-    const char *mutability = toString(context->mutability(name));
+    // The module answers "mutable" for any name it has no entry for; for a name it does not
+    // know at all that would read as a promise.
+    const char *mutability = known ? toString(context->mutability(name)) : nullptr;
     const bool confidential = PropertyList::isConfidential(name);
-    text += std::string("  mutability: ") + mutability + "\n";
+    text += std::string("  mutability: ") +
+            (known ? mutability : "not known (the name is unknown)") + "\n";
     if (confidential) {
         text += "  confidential: saved as \"[redacted]\"\n";
     }
     Json document = {{"name", name},      {"known", known},
-                     {"entities", entities}, {"mutability", mutability},
+                     {"entities", entities},
+                     {"mutability", mutability != nullptr ? Json(mutability) : Json(nullptr)},
                      {"confidential", confidential}};
     if (!known) {
         for (const Kind &kind : kKinds) {
@@ -298,7 +302,7 @@ int runExplain(const ExplainOptions &options)
                 best = &s;
             }
         }
-        if (best != nullptr) {
+        if (best != nullptr && nearName(name, *best, bestDistance)) {
             text += "  closest known name: " + cli::quoted(*best) + "\n";
             document["closestKnownName"] = *best;
         }

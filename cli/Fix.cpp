@@ -67,7 +67,7 @@ std::optional<Edit> typoFix(const Finding &f)
         return std::nullopt;
     }
     // <name ...>  text  </name>, the offset being that of "name" in the start tag.
-    const std::string &t = f.file->text();
+    const std::string_view t = f.file->text();
     const auto start = static_cast<std::size_t>(f.offset);
     if (start > t.size() || t[start - 1] != '<') {
         return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<Edit> typoFix(const Finding &f)
         return std::nullopt;
     }
     const std::size_t close = t.find('<', gt + 1);
-    if (close == std::string::npos || t.compare(close, 2, "</") != 0) {
+    if (close == std::string_view::npos || t.compare(close, 2, "</") != 0) {
         return std::nullopt;
     }
     const std::string_view content(t.data() + gt + 1, close - gt - 1);
@@ -94,20 +94,6 @@ std::optional<Edit> typoFix(const Finding &f)
     }
     const std::size_t begin = static_cast<std::size_t>(name.data() - t.data());
     return Edit{begin, begin + name.size(), f.suggestion};
-}
-
-std::string applyEdits(const std::string &text, const std::vector<Edit> &edits)
-{
-    std::string out;
-    out.reserve(text.size());
-    std::size_t at = 0;
-    for (const Edit &e : edits) {
-        out.append(text, at, e.begin - at);
-        out += e.text;
-        at = e.end;
-    }
-    out.append(text, at, std::string::npos);
-    return out;
 }
 
 std::string unifiedDiff(const std::string &path, const std::string &before,

@@ -19,9 +19,6 @@ std::optional<Edit> typoFix(const Finding &finding);
 
 constexpr int kMaxFixDistance = 2;
 
-// `text` with the edits (sorted by position, not overlapping) applied.
-std::string applyEdits(const std::string &text, const std::vector<Edit> &edits);
-
 // A unified diff ("--- path", "+++ path", hunks with 3 lines of context) from `before` to
 // `after`, which differ only within lines (the same line count, the same line breaks).
 std::string unifiedDiff(const std::string &path, const std::string &before,

@@ -1,5 +1,6 @@
 // propqos get: the properties in force for one profile and entity.
 #include <algorithm>
+#include <unordered_set>
 
 #include "Commands.hpp"
 #include "Text.hpp"
@@ -22,11 +23,12 @@ const char *const kGetHelp =
     "  --prefix PREFIX          only the properties whose names begin with PREFIX\n"
     "  --strip                  with --prefix: names without PREFIX and its '.'\n"
     "  --reveal                 show confidential values as they are\n"
+    "  --external-base PATTERN  base profiles known to exist elsewhere (see check --help)\n"
     "  --format text|json       'name = value' lines (default) or a JSON object\n"
     "  -h, --help               this help\n"
     "\n"
-    "exit status: 0 done, 1 a base profile is missing, 2 unusable input, unknown profile or\n"
-    "usage.\n";
+    "exit status: 0 done, 1 the profile's inheritance is broken (a cycle), 2 unusable input,\n"
+    "unknown profile or usage.\n";
 
 int runGet(const GetOptions &options)
 {
@@ -35,14 +37,21 @@ int runGet(const GetOptions &options)
     const bool hasPrefix = options.prefix.has_value(), strip = options.strip,
                reveal = options.reveal, json = options.json;
     const std::string prefix = options.prefix.value_or("");
-    std::vector<Finding> problems;
-    const ProfileSet set = loadProfiles(options.files, problems);
+    Findings problems;
+    bool unusable = false;
+    const ProfileSet set = loadProfiles(options.files, problems, options.externalBases, &unusable);
     const Profile *profile = set.find(profileName);
     if (profile == nullptr) {
+        for (const Finding &f : problems.list()) {
+            if (f.code == "unusable-file") {
+                std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
+            }
+        }
         throw InputError("propqos: error: no profile " + quotedShort(profileName) +
                          " in the files given (names are LIB::PROFILE)");
     }
-    const PropertyList all = ProfileSet::toList(ProfileSet::effectiveElements(*profile, *entity));
+    const PropertyList all =
+        ProfileSet::toList(ProfileSet::effective(*profile->slot[static_cast<int>(*entity)]));
     std::optional<PropertyList> selected;
     std::string strippedPrefix;
     if (!hasPrefix) {
@@ -72,13 +81,18 @@ int runGet(const GetOptions &options)
     }
 
     // What is wrong with the profile's inheritance makes its properties incomplete: say so.
-    std::vector<std::string> chain;
-    for (const Profile *p : ProfileSet::chain(*profile)) {
-        chain.push_back(p->qualified);
+    std::unordered_set<std::string> chain;
+    std::vector<const Profile *> walk{profile};
+    while (!walk.empty()) {
+        const Profile *p = walk.back();
+        walk.pop_back();
+        if (chain.insert(p->qualified).second) {
+            walk.insert(walk.end(), p->bases.begin(), p->bases.end());
+        }
     }
     bool broken = false;
-    for (const Finding &f : problems) {
-        if (std::find(chain.begin(), chain.end(), f.profile) != chain.end()) {
+    for (const Finding &f : problems.list()) {
+        if (chain.count(f.profile) != 0 || f.code == "unusable-file") {
             std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
             broken = broken || f.level == Level::Error;
         }
@@ -99,7 +113,7 @@ int runGet(const GetOptions &options)
                     ", \"propagate\": " + (p.propagate ? "true" : "false") +
                     ", \"redacted\": " + (secret && !reveal ? "true" : "false") + "}";
         } else {
-            text += std::string(p.name) + " = " + std::string(value) +
+            text += escaped(p.name) + " = " + escaped(value) +
                     (p.propagate ? "  (propagate)\n" : "\n");
         }
         first = false;
@@ -108,7 +122,7 @@ int runGet(const GetOptions &options)
         text += first ? "]}\n" : "\n]}\n";
     }
     out(text);
-    return broken ? kExitFindings : kExitClean;
+    return unusable ? kExitUnusable : broken ? kExitFindings : kExitClean;
 }
 
 } // namespace propqos::cli

@@ -1,24 +1,14 @@
 #include "Profiles.hpp"
 
+#include <algorithm>
 #include <cstring>
+
+#include <fnmatch.h>
 
 #include "Text.hpp"
 
 namespace propqos::cli
 {
-
-const char *entityTag(Entity e)
-{
-    switch (e) {
-    case Entity::Participant:
-        return "domain_participant_qos";
-    case Entity::DataWriter:
-        return "datawriter_qos";
-    case Entity::DataReader:
-        return "datareader_qos";
-    }
-    return "";
-}
 
 const char *entityLabel(Entity e)
 {
@@ -72,244 +62,674 @@ std::optional<bool> parseXmlBoolean(std::string_view text)
     return std::nullopt;
 }
 
-void ProfileSet::add(std::unique_ptr<SourceFile> file)
+const char *const kLimitFieldNames[kLimitFields] = {
+    "participant_property_list_max_length", "participant_property_string_max_length",
+    "writer_property_list_max_length",      "writer_property_string_max_length",
+    "reader_property_list_max_length",      "reader_property_string_max_length"};
+
+// ---- findings ----
+
+void Findings::add(Finding f, const std::string &key)
 {
-    const SourceFile *source = file.get();
-    files_.push_back(std::move(file));
-    const pugi::xml_node root = source->document().document_element();
-    for (pugi::xml_node library = root.child("qos_library"); library;
-         library = library.next_sibling("qos_library")) {
-        const char *libraryName = library.attribute("name").value();
-        for (pugi::xml_node node = library.child("qos_profile"); node;
-             node = node.next_sibling("qos_profile")) {
-            Profile profile;
-            profile.file = source;
-            profile.node = node;
-            profile.library = libraryName;
-            profile.name = node.attribute("name").value();
-            profile.qualified = profile.library + "::" + profile.name;
-            profile.baseName = std::string(trimmed(node.attribute("base_name").value()));
-            for (Entity e : kEntities) {
-                profile.qos[static_cast<int>(e)] = node.child(entityTag(e));
-            }
-            profiles_.push_back(std::move(profile));
+    if (!key.empty()) {
+        const auto [it, added] = byKey_.emplace(key, list_.size());
+        if (!added) {
+            // The profile is known here by its name only.
+            const std::size_t identity = std::hash<std::string>()(f.profile);
+            inherit(it->second, reinterpret_cast<const void *>(identity), f.level == Level::Error);
+            return;
         }
     }
+    list_.push_back(std::move(f));
+    lastProfile_.push_back(nullptr);
+}
+
+std::size_t Findings::find(const std::string &key) const
+{
+    const auto it = byKey_.find(key);
+    return it == byKey_.end() ? SIZE_MAX : it->second;
+}
+
+void Findings::inherit(std::size_t index, const void *profile, bool error)
+{
+    Finding &f = list_[index];
+    if (error) {
+        f.level = Level::Error;
+    }
+    // A profile's QoS are met one after another: counted once per profile.
+    if (lastProfile_[index] != profile) {
+        lastProfile_[index] = profile;
+        ++f.inheritedBy;
+    }
+}
+
+void Findings::sort()
+{
+    std::stable_sort(list_.begin(), list_.end(), [](const Finding &a, const Finding &b) {
+        if (a.fileIndex != b.fileIndex) {
+            return a.fileIndex < b.fileIndex;
+        }
+        return a.line != b.line ? a.line < b.line : a.column < b.column;
+    });
+}
+
+// ---- reading profiles ----
+
+std::string Qos::describe() const
+{
+    return std::string(entityLabel(entity)) + " QoS" + (label.empty() ? "" : " " + label) +
+           " of " + escaped(profile->qualified);
+}
+
+namespace
+{
+
+std::optional<Entity> qosEntity(std::string_view tag)
+{
+    if (tag == "domain_participant_qos" || tag == "domainparticipant_qos" ||
+        tag == "participant_qos") {
+        return Entity::Participant;
+    }
+    if (tag == "datawriter_qos") {
+        return Entity::DataWriter;
+    }
+    if (tag == "datareader_qos") {
+        return Entity::DataReader;
+    }
+    return std::nullopt;
+}
+
+Finding at(const Profile &p, pugi::xml_node node, Level level, const char *code,
+           std::string message)
+{
+    Finding f;
+    f.file = p.file;
+    f.path = p.file->path();
+    f.fileIndex = p.fileIndex;
+    f.line = p.file->lineOf(node);
+    f.offset = node.offset_debug();
+    f.level = level;
+    f.code = code;
+    f.message = std::move(message);
+    f.profile = p.qualified;
+    return f;
+}
+
+std::string_view withoutRootScope(std::string_view name)
+{
+    return name.substr(0, 2) == "::" ? name.substr(2) : name;
+}
+
+} // namespace
+
+bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
+{
+    for (const auto &known : files_) {
+        if (known->inode() != 0 && known->device() == file->device() &&
+            known->inode() == file->inode()) {
+            return false;
+        }
+    }
+    const SourceFile *source = file.get();
+    files_.push_back(std::move(file));
+    const auto record = [&](pugi::xml_node node, std::string_view library) {
+        Profile profile;
+        profile.file = source;
+        profile.fileIndex = fileIndex;
+        profile.node = node;
+        profile.library = std::string(library);
+        const std::string name = node.attribute("name").value();
+        profile.qualified = library.empty() ? name : profile.library + "::" + name;
+        const std::string base(trimmed(node.attribute("base_name").value()));
+        if (!base.empty()) {
+            profile.baseNames.emplace_back(base, node);
+        }
+        // Composition: <base_name><element>Lib::A</element>...</base_name>, applied in order.
+        std::string scratch;
+        if (const pugi::xml_node list = childNamed(node, "base_name")) {
+            for (pugi::xml_node e = list.first_child(); e; e = e.next_sibling()) {
+                if (e.type() == pugi::node_element && localName(e) == "element") {
+                    const std::string_view text = textOf(e, scratch);
+                    if (!text.empty()) {
+                        profile.baseNames.emplace_back(std::string(text), e);
+                    }
+                }
+            }
+        }
+        profiles_.push_back(std::move(profile));
+    };
+    const pugi::xml_node root = source->document().document_element();
+    for (pugi::xml_node child = root.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element) {
+            continue;
+        }
+        const std::string_view tag = localName(child);
+        if (tag == "qos_profile") {
+            record(child, "");
+        } else if (tag == "qos_library") {
+            const std::string library = child.attribute("name").value();
+            for (pugi::xml_node node = child.first_child(); node; node = node.next_sibling()) {
+                if (node.type() == pugi::node_element && localName(node) == "qos_profile") {
+                    record(node, library);
+                }
+            }
+        }
+    }
+    return true;
 }
 
 const Profile *ProfileSet::find(std::string_view qualified) const
 {
-    if (qualified.substr(0, 2) == "::") {
-        qualified.remove_prefix(2);
-    }
-    const auto it = byName_.find(std::string(qualified));
+    const auto it = byName_.find(std::string(withoutRootScope(qualified)));
     return it == byName_.end() ? nullptr : &profiles_[it->second];
 }
 
-void ProfileSet::resolve(std::vector<Finding> &findings)
+std::size_t ProfileSet::profileCount() const
 {
-    byName_.clear();
-    for (std::size_t i = 0; i < profiles_.size(); ++i) {
-        const Profile &p = profiles_[i];
-        profiles_[i].duplicate = false;
-        const auto [it, inserted] = byName_.emplace(p.qualified, i);
-        if (!inserted) {
-            profiles_[i].duplicate = true;
-            const Profile &first = profiles_[it->second];
-            findings.push_back(
-                Finding{p.file, p.file->lineOf(p.node), Level::Error, "duplicate-profile",
-                        "profile " + quoted(p.qualified) + " is defined again (first at " +
-                            first.file->where(first.node) + "); this definition is ignored",
-                        p.qualified, "", "", ""});
+    return static_cast<std::size_t>(std::count_if(
+        profiles_.begin(), profiles_.end(), [](const Profile &p) { return !p.duplicate; }));
+}
+
+const Profile *ProfileSet::resolveName(std::string_view name, const Profile &from) const
+{
+    name = withoutRootScope(name);
+    if (name.find("::") == std::string_view::npos && !from.library.empty()) {
+        if (const Profile *p = find(from.library + "::" + std::string(name))) {
+            return p;
         }
     }
-    for (Profile &p : profiles_) {
-        p.base = nullptr;
-        if (p.baseName.empty()) {
-            continue;
-        }
-        std::string_view name = p.baseName;
-        if (name.substr(0, 2) == "::") {
-            name.remove_prefix(2);
-        }
-        const Profile *base = nullptr;
-        if (name.find("::") == std::string_view::npos) {
-            base = find(p.library + "::" + std::string(name));
-        } else {
-            base = find(name);
-        }
-        if (base == nullptr) {
-            findings.push_back(Finding{p.file, p.file->lineOf(p.node), Level::Error, "missing-base",
-                                       "base profile " + quoted(p.baseName) + " of " +
-                                           quoted(p.qualified) + " is not defined",
-                                       p.qualified, "", "", ""});
-            continue;
-        }
-        p.base = base;
-    }
-    // Every profile has at most one base, so a cycle is found by walking the chain. States:
-    // 0 not visited, 1 on the walk in progress, 2 known to end.
-    std::vector<int> state(profiles_.size(), 0);
-    const auto indexOf = [&](const Profile *p) {
-        return static_cast<std::size_t>(p - profiles_.data());
+    return find(name);
+}
+
+void ProfileSet::readElements(Qos &qos, Findings &findings)
+{
+    const Profile &profile = *qos.profile;
+    const auto report = [&](pugi::xml_node node, std::string message, std::string_view property) {
+        Finding f = at(profile, node, Level::Error, "malformed-element",
+                       std::move(message) + " in " + qos.describe());
+        f.entity = entityLabel(qos.entity);
+        f.property = std::string(property);
+        findings.add(std::move(f));
     };
-    for (std::size_t start = 0; start < profiles_.size(); ++start) {
-        std::vector<std::size_t> walk;
-        std::size_t i = start;
-        for (;;) {
-            if (state[i] == 2) {
-                break;
+    std::string scratch;
+    const auto text = [&](pugi::xml_node node) {
+        std::string_view t = textOf(node, scratch);
+        if (t.data() == scratch.data() && !t.empty()) {
+            texts_.emplace_back(t);
+            t = texts_.back();
+        }
+        return t;
+    };
+    for (pugi::xml_node property = qos.node.first_child(); property;
+         property = property.next_sibling()) {
+        if (property.type() != pugi::node_element || localName(property) != "property") {
+            continue;
+        }
+        for (pugi::xml_node value = property.first_child(); value; value = value.next_sibling()) {
+            if (value.type() != pugi::node_element || localName(value) != "value") {
+                continue;
             }
-            if (state[i] == 1) {
-                // The walk came back to i: the cycle is i .. end of walk.
-                std::string path;
-                bool inCycle = false;
-                for (std::size_t k : walk) {
-                    inCycle = inCycle || k == i;
-                    if (inCycle) {
-                        path += profiles_[k].qualified + " -> ";
-                    }
+            for (pugi::xml_node element = value.first_child(); element;
+                 element = element.next_sibling()) {
+                if (element.type() != pugi::node_element || localName(element) != "element") {
+                    continue;
                 }
-                path += profiles_[i].qualified;
-                Profile &first = profiles_[i];
-                findings.push_back(Finding{
-                    first.file, first.file->lineOf(first.node), Level::Error, "inheritance-cycle",
-                    "base_name inheritance cycle: " + path, first.qualified, "", "", ""});
-                // Cut the cycle so that every later walk ends.
-                first.base = nullptr;
-                break;
-            }
-            state[i] = 1;
-            walk.push_back(i);
-            if (profiles_[i].base == nullptr) {
-                break;
-            }
-            i = indexOf(profiles_[i].base);
-        }
-        for (std::size_t k : walk) {
-            state[k] = 2;
-        }
-    }
-}
-
-std::vector<const Profile *> ProfileSet::chain(const Profile &profile)
-{
-    std::vector<const Profile *> out;
-    for (const Profile *p = &profile; p != nullptr; p = p->base) {
-        out.push_back(p);
-    }
-    return std::vector<const Profile *>(out.rbegin(), out.rend());
-}
-
-bool ProfileSet::hasQos(const Profile &profile, Entity e)
-{
-    for (const Profile *p = &profile; p != nullptr; p = p->base) {
-        if (p->qos[static_cast<int>(e)]) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::vector<ElementRef> ProfileSet::ownElements(const Profile &profile, Entity e,
-                                                std::vector<Finding> *findings)
-{
-    std::vector<ElementRef> out;
-    const pugi::xml_node qos = profile.qos[static_cast<int>(e)];
-    if (!qos) {
-        return out;
-    }
-    const auto report = [&](pugi::xml_node node, std::string message, std::string property) {
-        if (findings != nullptr) {
-            findings->push_back(Finding{
-                profile.file, profile.file->lineOf(node), Level::Error, "malformed-element",
-                std::move(message) + " in " + entityLabel(e) + " QoS of " + profile.qualified,
-                profile.qualified, entityLabel(e), std::move(property), "", node.offset_debug()});
-        }
-    };
-    for (pugi::xml_node property = qos.child("property"); property;
-         property = property.next_sibling("property")) {
-        for (pugi::xml_node value = property.child("value"); value;
-             value = value.next_sibling("value")) {
-            for (pugi::xml_node element = value.child("element"); element;
-                 element = element.next_sibling("element")) {
-                const pugi::xml_node name = element.child("name");
-                const pugi::xml_node text = element.child("value");
-                if (!name || *name.child_value() == '\0') {
+                const pugi::xml_node name = childNamed(element, "name");
+                const pugi::xml_node v = childNamed(element, "value");
+                ElementRef ref;
+                ref.name = name ? text(name) : std::string_view();
+                if (ref.name.empty()) {
                     report(element, "property element without a <name>", "");
                     continue;
                 }
-                if (!text) {
-                    report(element,
-                           "property " + quotedShort(name.child_value(), 4096) +
-                               " without a <value>",
-                           name.child_value());
+                if (!v) {
+                    report(element, "property " + quotedShort(ref.name, 4096) + " without a <value>",
+                           ref.name);
                     continue;
                 }
-                ElementRef ref;
-                ref.name = name.child_value();
-                ref.value = text.child_value();
+                ref.value = text(v);
                 ref.node = element;
-                ref.owner = &profile;
-                if (const pugi::xml_node propagate = element.child("propagate")) {
-                    const std::optional<bool> flag = parseXmlBoolean(propagate.child_value());
+                ref.nameNode = name;
+                ref.owner = &qos;
+                ref.confidential = PropertyList::isConfidential(ref.name);
+                if (const pugi::xml_node propagate = childNamed(element, "propagate")) {
+                    const std::string_view flagText = text(propagate);
+                    const std::optional<bool> flag = parseXmlBoolean(flagText);
                     if (!flag) {
                         report(propagate,
-                               "invalid <propagate> " + quotedShort(propagate.child_value()) +
-                                   " of property " + quotedShort(ref.name, 4096) +
-                                   " (expected true or false)",
+                               "invalid <propagate> " + quotedShort(flagText) + " of property " +
+                                   quotedShort(ref.name, 4096) + " (expected true or false)",
                                ref.name);
                     }
                     ref.propagate = flag.value_or(false);
                 }
-                out.push_back(ref);
+                qos.own.push_back(ref);
             }
         }
     }
-    return out;
 }
 
-std::vector<ElementRef> ProfileSet::effectiveElements(const Profile &profile, Entity e)
+void ProfileSet::resolve(Findings &findings)
 {
-    std::vector<ElementRef> out;
-    std::unordered_map<std::string_view, std::size_t> index; // name -> position in out
-    for (const Profile *p : chain(profile)) {
-        for (const ElementRef &ref : ownElements(*p, e, nullptr)) {
-            const auto [it, added] = index.emplace(ref.name, out.size());
-            if (added) {
-                out.push_back(ref);
-            } else {
-                out[it->second] = ref;
+    byName_.clear();
+    for (std::size_t i = 0; i < profiles_.size(); ++i) {
+        Profile &p = profiles_[i];
+        const auto [it, inserted] = byName_.emplace(p.qualified, i);
+        if (!inserted) {
+            p.duplicate = true;
+            const Profile &first = profiles_[it->second];
+            findings.add(at(p, p.node, Level::Error, "duplicate-profile",
+                            "profile " + quoted(p.qualified) + " is defined again (first at " +
+                                escaped(first.file->where(first.node)) +
+                                "); this definition is ignored"));
+        }
+    }
+
+    // Bases by name. A missing one is said once, at its first mention.
+    const auto isExternal = [&](std::string_view name, const Profile &from) {
+        name = withoutRootScope(name);
+        const std::string full = std::string(name);
+        const std::string scoped = from.library.empty() || name.find("::") != std::string::npos
+                                       ? full
+                                       : from.library + "::" + full;
+        for (const std::string &pattern : external_) {
+            if (fnmatch(pattern.c_str(), full.c_str(), 0) == 0 ||
+                fnmatch(pattern.c_str(), scoped.c_str(), 0) == 0) {
+                return true;
+            }
+        }
+        return false;
+    };
+    const auto lookUp = [&](const std::string &name, pugi::xml_node node,
+                            const Profile &from) -> const Profile * {
+        if (const Profile *base = resolveName(name, from)) {
+            return base;
+        }
+        if (isExternal(name, from)) {
+            return nullptr;
+        }
+        const std::string key = "unknown-base\n" + std::string(withoutRootScope(name));
+        const std::size_t index = findings.find(key);
+        if (index != SIZE_MAX) {
+            findings.inherit(index, &from, false);
+            return nullptr;
+        }
+        Finding f = at(from, node, Level::Warning, "unknown-base",
+                       "base profile " + quoted(name) + " of " + quoted(from.qualified) +
+                           " is not in the files given; what it sets is not checked (declare it "
+                           "with --external-base)");
+        f.property = name;
+        findings.add(std::move(f), key);
+        return nullptr;
+    };
+    for (Profile &p : profiles_) {
+        if (p.duplicate) {
+            continue;
+        }
+        for (const auto &[name, node] : p.baseNames) {
+            if (const Profile *base = lookUp(name, node, p)) {
+                p.bases.push_back(base);
             }
         }
     }
-    return out;
+
+    // Cycles among profiles: a depth-first walk, without recursion; an edge back to a profile on
+    // the walk closes a cycle, which is reported and cut there.
+    {
+        std::unordered_map<const Profile *, int> state; // 1 on the walk, 2 done
+        for (Profile &start : profiles_) {
+            if (start.duplicate || state[&start] != 0) {
+                continue;
+            }
+            std::vector<std::pair<Profile *, std::size_t>> walk{{&start, 0}};
+            state[&start] = 1;
+            while (!walk.empty()) {
+                auto &[p, next] = walk.back();
+                if (next == p->bases.size()) {
+                    state[p] = 2;
+                    walk.pop_back();
+                    continue;
+                }
+                Profile *base = const_cast<Profile *>(p->bases[next]);
+                const int s = state[base];
+                if (s == 1) {
+                    // Cut where the cycle was entered, so that the profiles deriving from it
+                    // along the walk keep their bases.
+                    std::string path;
+                    bool inCycle = false;
+                    for (const auto &step : walk) {
+                        inCycle = inCycle || step.first == base;
+                        if (inCycle) {
+                            path += escaped(step.first->qualified) + " -> ";
+                        }
+                    }
+                    path += escaped(base->qualified);
+                    findings.add(at(*base, base->node, Level::Error, "inheritance-cycle",
+                                    "base_name inheritance cycle: " + path));
+                    if (p == base) {
+                        p->bases.erase(p->bases.begin() + static_cast<std::ptrdiff_t>(next));
+                        continue;
+                    }
+                    for (auto &step : walk) {
+                        if (step.first == base) {
+                            base->bases.erase(base->bases.begin() +
+                                              static_cast<std::ptrdiff_t>(step.second - 1));
+                            --step.second;
+                            break;
+                        }
+                    }
+                    // What remains of a cycle through another path is cut among the QoS.
+                    ++next;
+                    continue;
+                }
+                ++next;
+                if (s == 0) {
+                    state[base] = 1;
+                    walk.emplace_back(base, 0);
+                }
+            }
+        }
+    }
+
+    // The QoS of every profile: the first of each entity without a topic filter is the
+    // profile's default one (also when the profile writes none and only inherits it).
+    std::vector<std::pair<Qos *, std::string>> qosBases; // a base_name on the QoS element
+    for (Profile &p : profiles_) {
+        if (p.duplicate) {
+            continue;
+        }
+        for (Entity e : kEntities) {
+            qos_.emplace_back();
+            qos_.back().profile = &p;
+            qos_.back().entity = e;
+            p.slot[static_cast<int>(e)] = &qos_.back();
+        }
+        for (pugi::xml_node child = p.node.first_child(); child; child = child.next_sibling()) {
+            if (child.type() != pugi::node_element) {
+                continue;
+            }
+            const std::optional<Entity> e = qosEntity(localName(child));
+            if (!e) {
+                continue; // topic, publisher and subscriber QoS carry no property list
+            }
+            const char *name = child.attribute("name").value();
+            const char *filter = child.attribute("topic_filter").value();
+            Qos *qos = p.slot[static_cast<int>(*e)];
+            if (qos->node || *filter != '\0') {
+                qos_.emplace_back();
+                qos = &qos_.back();
+                qos->profile = &p;
+                qos->entity = *e;
+                qos->label = *name != '\0'     ? quoted(name)
+                             : *filter != '\0' ? "for topics " + quoted(filter)
+                                               : "at line " + std::to_string(p.file->lineOf(child));
+            }
+            qos->node = child;
+            const std::string base(trimmed(child.attribute("base_name").value()));
+            if (!base.empty()) {
+                qosBases.emplace_back(qos, base);
+            }
+        }
+    }
+    std::unordered_set<const Qos *> ownBase;
+    for (const auto &[qos, name] : qosBases) {
+        ownBase.insert(qos);
+        if (const Profile *base = lookUp(name, qos->node, *qos->profile)) {
+            qos->bases.push_back(base->slot[static_cast<int>(qos->entity)]);
+        }
+    }
+    for (Qos &qos : qos_) {
+        if (ownBase.count(&qos) == 0) {
+            for (const Profile *base : qos.profile->bases) {
+                qos.bases.push_back(base->slot[static_cast<int>(qos.entity)]);
+            }
+        }
+    }
+
+    // Bases before the QoS that inherit from them. What is left over lies on a cycle made by
+    // base_name attributes of QoS elements: reported and cut at one of its QoS.
+    std::unordered_map<const Qos *, std::vector<Qos *>> derived;
+    std::unordered_map<const Qos *, std::size_t> waiting;
+    for (Qos &qos : qos_) {
+        waiting[&qos] = qos.bases.size();
+        for (const Qos *base : qos.bases) {
+            derived[base].push_back(&qos);
+            ++const_cast<Qos *>(base)->dependents;
+        }
+    }
+    for (Entity e : kEntities) {
+        std::vector<Qos *> &order = order_[static_cast<int>(e)];
+        std::vector<Qos *> ready;
+        for (Qos &qos : qos_) {
+            if (qos.entity == e && qos.bases.empty()) {
+                ready.push_back(&qos);
+            }
+        }
+        std::size_t total = 0;
+        for (Qos &qos : qos_) {
+            total += qos.entity == e ? 1 : 0;
+        }
+        while (order.size() < total) {
+            if (ready.empty()) {
+                // Follow waiting bases from any waiting QoS until one comes again: it is on a
+                // cycle; the edge to its next is cut.
+                Qos *q = nullptr;
+                for (Qos &candidate : qos_) {
+                    if (candidate.entity == e && waiting[&candidate] > 0) {
+                        q = &candidate;
+                        break;
+                    }
+                }
+                std::unordered_set<const Qos *> visited;
+                const Qos *next = nullptr;
+                for (;;) {
+                    next = nullptr;
+                    for (const Qos *base : q->bases) {
+                        if (waiting[base] > 0) {
+                            next = base;
+                            break;
+                        }
+                    }
+                    if (!visited.insert(q).second) {
+                        break;
+                    }
+                    q = const_cast<Qos *>(next);
+                }
+                findings.add(at(*q->profile, q->node ? q->node : q->profile->node, Level::Error,
+                                "inheritance-cycle",
+                                "base_name inheritance cycle through " + q->describe()));
+                q->bases.erase(std::find(q->bases.begin(), q->bases.end(), next));
+                auto &list = derived[next];
+                list.erase(std::find(list.begin(), list.end(), q));
+                --const_cast<Qos *>(next)->dependents;
+                if (--waiting[q] == 0) {
+                    ready.push_back(q);
+                }
+                continue;
+            }
+            Qos *qos = ready.back();
+            ready.pop_back();
+            order.push_back(qos);
+            for (Qos *next : derived[qos]) {
+                if (--waiting[next] == 0) {
+                    ready.push_back(next);
+                }
+            }
+        }
+        for (Qos *qos : order) {
+            qos->exists = static_cast<bool>(qos->node);
+            using Limits = std::array<SetValue, kLimitFields>;
+            for (const Qos *base : qos->bases) {
+                qos->exists = qos->exists || base->exists;
+                if (!base->limits) {
+                    continue;
+                }
+                if (!qos->limits) {
+                    qos->limits = base->limits;
+                    continue;
+                }
+                // A later base's limits win over an earlier one's.
+                auto merged = std::make_shared<Limits>(*qos->limits);
+                for (std::size_t k = 0; k < kLimitFields; ++k) {
+                    if ((*base->limits)[k].node) {
+                        (*merged)[k] = (*base->limits)[k];
+                    }
+                }
+                qos->limits = std::move(merged);
+            }
+            if (!qos->node) {
+                continue;
+            }
+            readElements(*qos, findings);
+            if (e == Entity::Participant) {
+                const pugi::xml_node limits = childNamed(qos->node, "resource_limits");
+                std::shared_ptr<Limits> own;
+                for (std::size_t k = 0; k < kLimitFields; ++k) {
+                    if (const pugi::xml_node node = childNamed(limits, kLimitFieldNames[k])) {
+                        std::string scratch;
+                        std::string_view t = textOf(node, scratch);
+                        if (t.data() == scratch.data()) {
+                            texts_.emplace_back(t);
+                            t = texts_.back();
+                        }
+                        if (!own) {
+                            own = qos->limits ? std::make_shared<Limits>(*qos->limits)
+                                              : std::make_shared<Limits>();
+                        }
+                        (*own)[k] = SetValue{t, node, qos};
+                    }
+                }
+                if (own) {
+                    qos->limits = std::move(own);
+                }
+            }
+        }
+    }
 }
 
-PropertyList ProfileSet::toList(const std::vector<ElementRef> &elements)
+// ---- effective lists ----
+
+namespace
+{
+
+// Adds or replaces by name, keeping the first position of a name.
+struct Merger {
+    std::vector<const ElementRef *> list;
+    std::unordered_map<std::string_view, std::size_t> index;
+    void take(const ElementRef *ref)
+    {
+        const auto [it, added] = index.emplace(ref->name, list.size());
+        if (added) {
+            list.push_back(ref);
+        } else {
+            list[it->second] = ref;
+        }
+    }
+};
+
+std::vector<const ElementRef *>
+merge(const Qos &qos, const std::function<const std::vector<const ElementRef *> &(const Qos *)> &of)
+{
+    std::vector<const Qos *> bases;
+    for (const Qos *base : qos.bases) {
+        if (base->exists) {
+            bases.push_back(base);
+        }
+    }
+    if (bases.size() == 1 && qos.own.empty()) {
+        return of(bases[0]);
+    }
+    Merger m;
+    for (const Qos *base : bases) {
+        for (const ElementRef *ref : of(base)) {
+            m.take(ref);
+        }
+    }
+    for (const ElementRef &ref : qos.own) {
+        m.take(&ref);
+    }
+    return std::move(m.list);
+}
+
+} // namespace
+
+void ProfileSet::forEachEffective(
+    Entity e,
+    const std::function<void(const Qos &, const std::vector<const ElementRef *> &)> &fn) const
+{
+    std::unordered_map<const Qos *, std::vector<const ElementRef *>> memo;
+    std::unordered_map<const Qos *, std::size_t> remaining;
+    const auto of = [&](const Qos *q) -> const std::vector<const ElementRef *> & {
+        return memo[q];
+    };
+    for (const Qos *qos : order(e)) {
+        if (qos->exists) {
+            std::vector<const ElementRef *> list = merge(*qos, of);
+            fn(*qos, list);
+            if (qos->dependents > 0) {
+                remaining[qos] = qos->dependents;
+                memo[qos] = std::move(list);
+            }
+        }
+        for (const Qos *base : qos->bases) {
+            const auto it = remaining.find(base);
+            if (it != remaining.end() && --it->second == 0) {
+                remaining.erase(it);
+                memo.erase(base);
+            }
+        }
+    }
+}
+
+std::vector<const ElementRef *> ProfileSet::effective(const Qos &qos)
+{
+    // The QoS's bases, all of them, bases first (a walk without recursion).
+    std::vector<const Qos *> post;
+    std::unordered_set<const Qos *> seen{&qos};
+    std::vector<std::pair<const Qos *, std::size_t>> walk{{&qos, 0}};
+    while (!walk.empty()) {
+        auto &[q, next] = walk.back();
+        if (next == q->bases.size()) {
+            post.push_back(q);
+            walk.pop_back();
+            continue;
+        }
+        const Qos *base = q->bases[next++];
+        if (seen.insert(base).second) {
+            walk.emplace_back(base, 0);
+        }
+    }
+    std::unordered_map<const Qos *, std::vector<const ElementRef *>> memo;
+    const auto of = [&](const Qos *q) -> const std::vector<const ElementRef *> & {
+        return memo[q];
+    };
+    for (const Qos *q : post) {
+        if (q->exists) {
+            memo[q] = merge(*q, of);
+        }
+    }
+    return memo[&qos];
+}
+
+PropertyList ProfileSet::toList(const std::vector<const ElementRef *> &elements,
+                                const std::function<bool(const ElementRef &)> &skip)
 {
     PropertyList list;
-    for (const ElementRef &ref : elements) {
+    std::string name, value;
+    for (const ElementRef *ref : elements) {
+        if (skip && skip(*ref)) {
+            continue;
+        }
         // Names are unique here, so appending is enough.
+        name.assign(ref->name);
+        value.assign(ref->value);
         if (DDS_PropertyQosPolicyHelper_add_property(
-                list.get(), ref.name, ref.value,
-                ref.propagate ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE) != DDS_RETCODE_OK) {
+                list.get(), name.c_str(), value.c_str(),
+                ref->propagate ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE) != DDS_RETCODE_OK) {
             throw std::bad_alloc();
         }
     }
     return list;
-}
-
-std::optional<SetValue> ProfileSet::resourceLimit(const Profile &profile, const char *field)
-{
-    for (const Profile *p = &profile; p != nullptr; p = p->base) {
-        const pugi::xml_node qos = p->qos[static_cast<int>(Entity::Participant)];
-        const pugi::xml_node node = qos.child("resource_limits").child(field);
-        if (node) {
-            return SetValue{std::string(trimmed(node.child_value())), node, p};
-        }
-    }
-    return std::nullopt;
 }
 
 } // namespace propqos::cli

@@ -1,16 +1,19 @@
-// QoS profiles read from DDS-XML files, their base_name inheritance, and the properties that a
-// profile's participant, writer or reader QoS ends up with.
+// QoS profiles read from DDS-XML files, their inheritance, and the properties that each
+// participant, writer or reader QoS ends up with.
 #ifndef PROPQOS_CLI_PROFILES_HPP
 #define PROPQOS_CLI_PROFILES_HPP
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <pugixml.hpp>
@@ -25,7 +28,6 @@ enum class Entity : int { Participant = 0, DataWriter = 1, DataReader = 2 };
 constexpr std::array<Entity, 3> kEntities = {Entity::Participant, Entity::DataWriter,
                                              Entity::DataReader};
 
-const char *entityTag(Entity e);   // "domain_participant_qos", ...
 const char *entityLabel(Entity e); // "participant", "datawriter", "datareader"
 EntityKind entityKind(Entity e);
 std::optional<Entity> entityFromLabel(std::string_view label);
@@ -34,82 +36,139 @@ enum class Level { Error, Warning };
 
 // One thing the tool has to say about an input, at a place in it.
 struct Finding {
-    const SourceFile *file = nullptr;
+    const SourceFile *file = nullptr; // the file, when it could be read
+    std::string path;                 // its name, also for a file that could not be read
     std::size_t line = 0;
+    std::size_t column = 0;
     Level level = Level::Error;
-    std::string code;    // stable identifier: "unknown-property", "missing-base", ...
+    std::string code;    // stable identifier: "unknown-property", "unknown-base", ...
     std::string message; // one line, without the location
     std::string profile; // "Lib::Profile", when it concerns one
     std::string entity;  // "participant", "datawriter", "datareader", when it concerns one
     std::string property;
     std::string suggestion;
-    std::ptrdiff_t offset = -1; // of the node at fault, when the line alone does not tell it
+    std::ptrdiff_t offset = -1;  // of the node at fault (the name of its element), when known
+    std::size_t inheritedBy = 0; // further profiles in which the same finding holds
+    std::size_t fileIndex = SIZE_MAX; // order of the file among those given
+};
+
+// The findings of a run. A finding added again under the same key (the same fault at the same
+// place, met again in a profile that inherits it) is counted, not repeated.
+class Findings
+{
+public:
+    void add(Finding f, const std::string &key = std::string());
+    // Another profile in which the finding `index` holds; `error` raises it to an error.
+    void inherit(std::size_t index, const void *profile, bool error);
+    std::vector<Finding> &list() { return list_; }
+    const std::vector<Finding> &list() const { return list_; }
+    // Index of the finding added under `key`, or SIZE_MAX.
+    std::size_t find(const std::string &key) const;
+    // By file (in the order given), line, column.
+    void sort();
+
+private:
+    std::vector<Finding> list_;
+    std::vector<const void *> lastProfile_;
+    std::unordered_map<std::string, std::size_t> byKey_;
+};
+
+struct Profile;
+struct Qos;
+
+// One <element> of a property list, as written in a file. Name and value are the element's text
+// (comments left out, trimmed); they point into the document or into the set's own storage.
+struct ElementRef {
+    std::string_view name;
+    std::string_view value;
+    bool propagate = false;
+    bool confidential = false;
+    pugi::xml_node node;     // the <element>
+    pugi::xml_node nameNode; // its <name>
+    const Qos *owner = nullptr;
+};
+
+// A participant resource limit as set, with where.
+struct SetValue {
+    std::string_view text;
+    pugi::xml_node node;
+    const Qos *owner = nullptr;
+};
+constexpr std::size_t kLimitFields = 6;
+extern const char *const kLimitFieldNames[kLimitFields];
+
+// One participant, writer or reader QoS of a profile: one written in the file, or the one a
+// profile has by inheritance only (no node).
+struct Qos {
+    const Profile *profile = nullptr;
+    Entity entity = Entity::Participant;
+    pugi::xml_node node;
+    std::string label;                    // how it is told apart from the profile's other ones
+    std::vector<const Qos *> bases;       // in the order they apply
+    std::vector<ElementRef> own;          // its own elements, in document order
+    // Participant: the resource limits in force after inheritance, shared with the base that set
+    // them; null when none is set.
+    std::shared_ptr<const std::array<SetValue, kLimitFields>> limits;
+    std::size_t dependents = 0;           // QoS that have this one as a base
+    bool exists = false;                  // written here or in a base
+    // "participant QoS of Lib::Profile", with the label when there is one.
+    std::string describe() const;
 };
 
 struct Profile {
     const SourceFile *file = nullptr;
+    std::size_t fileIndex = 0;
     pugi::xml_node node;
-    std::string library;
-    std::string name;
-    std::string qualified;               // "Lib::Profile"
-    std::string baseName;                // the base_name attribute as written, or empty
-    std::array<pugi::xml_node, 3> qos{}; // by Entity; empty when the profile has none
-    const Profile *base = nullptr;       // resolved base, when there is a usable one
-    bool duplicate = false;              // a later definition of a name already defined
-};
-
-// A value set in a profile's QoS, with where it was written.
-struct SetValue {
-    std::string text; // trimmed
-    pugi::xml_node node;
-    const Profile *owner = nullptr;
-};
-
-// One <element> of a property list, as written in a file. The strings point into the document.
-struct ElementRef {
-    const char *name = "";
-    const char *value = "";
-    bool propagate = false;
-    pugi::xml_node node;
-    const Profile *owner = nullptr;
+    std::string library;   // empty for a profile directly under <dds>
+    std::string qualified; // "Lib::Profile", or "Profile" without a library
+    std::vector<std::pair<std::string, pugi::xml_node>> baseNames; // as written, in order
+    std::vector<const Profile *> bases;
+    std::array<Qos *, 3> slot{}; // by Entity: the default QoS
+    bool duplicate = false;      // a later definition of a name already defined
 };
 
 class ProfileSet
 {
 public:
-    // Takes a loaded file and records its profiles.
-    void add(std::unique_ptr<SourceFile> file);
-    // Links every profile to its base; missing bases, cycles and profiles defined twice are
-    // reported in `findings`.
-    void resolve(std::vector<Finding> &findings);
+    // Bases matching one of these patterns ('*' and '?' wildcards) are known to exist elsewhere.
+    void setExternalBases(std::vector<std::string> patterns) { external_ = std::move(patterns); }
+    // Takes a loaded file and records its profiles; false (and nothing kept) when the same file
+    // was already added.
+    bool add(std::unique_ptr<SourceFile> file, std::size_t fileIndex);
+    // Links profiles and QoS to their bases, reads the elements. Unknown bases, cycles, profiles
+    // defined twice and malformed elements are reported in `findings`.
+    void resolve(Findings &findings);
 
     const std::vector<std::unique_ptr<SourceFile>> &files() const { return files_; }
-    const std::vector<Profile> &profiles() const { return profiles_; }
+    const std::deque<Profile> &profiles() const { return profiles_; }
     const Profile *find(std::string_view qualified) const;
+    std::size_t profileCount() const;
 
-    // The profile and its bases, the most basic first.
-    static std::vector<const Profile *> chain(const Profile &profile);
-    // Whether the profile or one of its bases has a QoS for `e`.
-    static bool hasQos(const Profile &profile, Entity e);
-
-    // The <element>s of the profile's own QoS for `e`, in document order. Malformed elements are
-    // skipped and, when `findings` is given, reported.
-    static std::vector<ElementRef> ownElements(const Profile &profile, Entity e,
-                                               std::vector<Finding> *findings);
-    // The elements in force for `e`: the bases' first, each profile's adding to them or
-    // replacing them by name, the last definition of a name winning.
-    static std::vector<ElementRef> effectiveElements(const Profile &profile, Entity e);
-    // A property list holding those elements, in that order.
-    static PropertyList toList(const std::vector<ElementRef> &elements);
-
-    // A participant resource limit ("participant_property_list_max_length", ...) as set by the
-    // profile or its nearest base, with the node that set it; nullopt when none does.
-    static std::optional<SetValue> resourceLimit(const Profile &profile, const char *field);
+    // The elements in force for each existing QoS of entity `e`, bases before the QoS that
+    // inherit from them: the bases' first, in order, each later one adding or replacing by name,
+    // then the QoS's own. Each list is computed once and released once no QoS needs it.
+    void forEachEffective(
+        Entity e,
+        const std::function<void(const Qos &, const std::vector<const ElementRef *> &)> &fn) const;
+    // The elements in force for one QoS.
+    static std::vector<const ElementRef *> effective(const Qos &qos);
+    // A property list holding those elements, in that order, leaving out `skip` ones.
+    static PropertyList toList(const std::vector<const ElementRef *> &elements,
+                               const std::function<bool(const ElementRef &)> &skip = nullptr);
+    // All QoS of an entity, in topological order (bases first).
+    const std::vector<Qos *> &order(Entity e) const { return order_[static_cast<int>(e)]; }
 
 private:
+    const Profile *resolveName(std::string_view name, const Profile &from) const;
+    void readElements(Qos &qos, Findings &findings);
+
     std::vector<std::unique_ptr<SourceFile>> files_;
-    std::vector<Profile> profiles_;
-    std::unordered_map<std::string, std::size_t> byName_; // first definition of each name
+    std::deque<Profile> profiles_;
+    std::deque<Qos> qos_;
+    std::deque<std::string> texts_; // element texts assembled from several pieces
+    std::unordered_map<std::string, std::size_t> byName_;
+    std::vector<std::string> external_;
+    std::array<std::vector<Qos *>, 3> order_;
 };
 
 // A DDS-XML boolean (true/false, 1/0, yes/no, BOOLEAN_TRUE/DDS_BOOLEAN_TRUE and their FALSE

@@ -60,8 +60,16 @@ Json region(const SourceFile &file, std::size_t begin, std::optional<std::size_t
 
 Json physicalLocation(const Finding &f)
 {
-    Json location = {{"artifactLocation", {{"uri", artifactUri(f.file->path())}}}};
-    if (f.offset > 0) {
+    Json location = {{"artifactLocation", {{"uri", artifactUri(f.path)}}}};
+    if (f.file == nullptr) {
+        // A file that could not be read: what the reader could tell of the place.
+        if (f.line > 0) {
+            location["region"] = {{"startLine", f.line}};
+            if (f.column > 0) {
+                location["region"]["startColumn"] = f.column;
+            }
+        }
+    } else if (f.offset > 0) {
         // The offset is that of the element's name; the element starts at its '<'.
         location["region"] = region(*f.file, static_cast<std::size_t>(f.offset) - 1, {});
     } else if (f.line > 0) {
@@ -124,7 +132,7 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
         }
         result["level"] = levelName(f.level);
         result["message"] = {{"text", f.message}};
-        if (f.file != nullptr) {
+        if (!f.path.empty()) {
             result["locations"] = Json::array({{{"physicalLocation", physicalLocation(f)}}});
         }
         if (const std::optional<Edit> edit = f.file != nullptr ? fixOf(f) : std::nullopt) {

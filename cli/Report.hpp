@@ -9,17 +9,11 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "Edits.hpp"
 #include "Profiles.hpp"
 
 namespace propqos::cli
 {
-
-// Bytes [begin, end) of a file's text to be replaced by `text`.
-struct Edit {
-    std::size_t begin = 0;
-    std::size_t end = 0;
-    std::string text;
-};
 
 // The edit that would settle a finding, if there is a safe one.
 using FixFinder = std::function<std::optional<Edit>(const Finding &)>;

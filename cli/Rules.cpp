@@ -25,17 +25,28 @@ const std::vector<Rule> &rules()
          "The same name appears twice in one QoS of one profile; only the later value is used."},
         {"malformed-element", Level::Error, "Property element without a name or value",
          "An <element> of a <property> list lacks its <name> or <value> and is not a property."},
-        {"missing-base", Level::Error, "Base profile not defined",
-         "A base_name names a profile that none of the files given defines; the profile's "
-         "inherited properties are unknown."},
+        {"unknown-base", Level::Warning, "Base profile not in the files given",
+         "A base_name names a profile that none of the files given defines (typically one the "
+         "middleware ships built in); what it sets is not checked, the profile's own properties "
+         "are. Said once per base. --external-base PATTERN declares such bases known."},
         {"inheritance-cycle", Level::Error, "Profiles inherit from each other in a cycle",
          "Following base_name from a profile comes back to it."},
         {"duplicate-profile", Level::Error, "Profile defined twice",
          "Two qos_profile elements have the same library and name; the later is ignored."},
         {"unusable-file", Level::Error, "File cannot be read as a DDS-XML document",
-         "The file cannot be opened, is not well-formed XML, or its root is not <dds>."},
+         "The file cannot be opened, is not well-formed XML (characters XML forbids included), "
+         "is in an encoding other than UTF-8, UTF-16 or ISO-8859-1, or its root is not <dds>. "
+         "The other files are still checked; the exit status is 2."},
+        {"no-profiles", Level::Warning, "File without any QoS profile",
+         "A DDS-XML file with no <qos_profile>, under <dds> or a <qos_library>: nothing in it "
+         "was checked."},
         {"internal", Level::Error, "The check itself failed",
          "The property names of a QoS could not be checked; the message says why."},
+        {"removed-profile", Level::Warning, "Profile of OLD missing from NEW",
+         "Reported by diff: a profile of OLD that NEW does not define (removed or renamed)."},
+        {"removed-qos", Level::Warning, "QoS of OLD missing from NEW",
+         "Reported by diff: a participant, datawriter or datareader QoS that a profile of OLD "
+         "has and the same profile in NEW no longer has."},
         {"refused-change", Level::Error, "Property change an existing entity would refuse",
          "Reported by diff: a property added or changed from OLD to NEW that is not mutable "
          "(or is mutable only until the entity is enabled)."},

@@ -11,52 +11,25 @@
 namespace propqos::cli
 {
 
+InputError::InputError(std::string path_, std::size_t line_, std::size_t column_,
+                       std::string message_)
+    : std::runtime_error(path_ + (line_ > 0 ? ":" + std::to_string(line_) : std::string()) +
+                         (column_ > 0 ? ":" + std::to_string(column_) : std::string()) +
+                         ": error: " + message_),
+      path(std::move(path_)), line(line_), column(column_), message(std::move(message_))
+{
+}
+
 namespace
 {
 
-// What a profile file needs: escapes, CDATA, end-of-line normalisation; text of leaf elements
-// trimmed and kept in the element itself (one node less per name and value). Comments are kept
-// (they may silence findings); no PIs, declarations or blank text nodes.
+// What a profile file needs: escapes, CDATA, end-of-line normalisation; the text of a leaf
+// element kept in the element itself (one node less per name and value). Comments are kept
+// (they may silence findings); no PIs, declarations or blank text nodes. Text is trimmed after
+// its pieces are joined, not piece by piece.
 constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
-                                   pugi::parse_comments |
-                                   pugi::parse_wconv_attribute | pugi::parse_trim_pcdata |
+                                   pugi::parse_comments | pugi::parse_wconv_attribute |
                                    pugi::parse_embed_pcdata;
-
-struct Buffer {
-    char *data = nullptr;
-    std::size_t size = 0;
-    std::size_t capacity = 0;
-    ~Buffer()
-    {
-        if (data != nullptr) {
-            pugi::get_memory_deallocation_function()(data);
-        }
-    }
-    char *release()
-    {
-        char *d = data;
-        data = nullptr;
-        return d;
-    }
-    void reserve(std::size_t wanted)
-    {
-        if (wanted <= capacity) {
-            return;
-        }
-        char *bigger = static_cast<char *>(pugi::get_memory_allocation_function()(wanted));
-        if (bigger == nullptr) {
-            throw std::bad_alloc();
-        }
-        if (size > 0) {
-            std::memcpy(bigger, data, size);
-        }
-        if (data != nullptr) {
-            pugi::get_memory_deallocation_function()(data);
-        }
-        data = bigger;
-        capacity = wanted;
-    }
-};
 
 struct FileCloser {
     void operator()(std::FILE *f) const
@@ -67,86 +40,369 @@ struct FileCloser {
     }
 };
 
-// The whole file, in a buffer from pugixml's allocator so that the parser can take it over.
-void readAll(const std::string &path, Buffer &buffer)
+std::string readAll(const std::string &name, struct stat &status)
 {
-    const std::string shown = path == "-" ? "<stdin>" : path;
+    const std::string path = name == "-" ? "<stdin>" : name;
     errno = 0;
     // "-" is standard input, left open for whatever else reads it.
-    std::unique_ptr<std::FILE, FileCloser> file(path == "-" ? stdin
-                                                            : std::fopen(path.c_str(), "rb"));
+    std::unique_ptr<std::FILE, FileCloser> file(name == "-" ? stdin
+                                                            : std::fopen(name.c_str(), "rb"));
     if (!file) {
-        throw InputError(shown + ": error: cannot open: " + std::strerror(errno ? errno : ENOENT));
+        throw InputError(path, 0, 0,
+                         std::string("cannot open: ") + std::strerror(errno ? errno : ENOENT));
     }
-    struct stat status;
     if (fstat(fileno(file.get()), &status) != 0) {
-        throw InputError(shown + ": error: cannot read: " + std::strerror(errno));
+        throw InputError(path, 0, 0, std::string("cannot read: ") + std::strerror(errno));
     }
     if (S_ISDIR(status.st_mode)) {
-        throw InputError(shown + ": error: cannot read: " + std::strerror(EISDIR));
+        throw InputError(path, 0, 0, std::string("cannot read: ") + std::strerror(EISDIR));
     }
-    // A size hint only: the loop reads until the end whatever the file claims.
-    std::size_t hint = 1 << 16;
+    std::string bytes;
     if (S_ISREG(status.st_mode) && status.st_size > 0) {
-        hint = static_cast<std::size_t>(status.st_size) + 1;
+        bytes.reserve(static_cast<std::size_t>(status.st_size));
     }
-    buffer.reserve(hint);
+    char chunk[1 << 16];
     for (;;) {
-        if (buffer.size == buffer.capacity) {
-            buffer.reserve(buffer.capacity * 2);
-        }
-        const std::size_t n =
-            std::fread(buffer.data + buffer.size, 1, buffer.capacity - buffer.size, file.get());
-        buffer.size += n;
-        if (n == 0) {
+        const std::size_t n = std::fread(chunk, 1, sizeof chunk, file.get());
+        bytes.append(chunk, n);
+        if (n < sizeof chunk) {
             if (std::ferror(file.get())) {
                 const int error = errno;
-                throw InputError(shown +
-                                 ": error: cannot read: " + std::strerror(error ? error : EIO));
+                throw InputError(path, 0, 0,
+                                 std::string("cannot read: ") + std::strerror(error ? error : EIO));
             }
             break;
         }
     }
+    return bytes;
+}
+
+bool startsWith(std::string_view s, std::string_view prefix)
+{
+    return s.size() >= prefix.size() && s.compare(0, prefix.size(), prefix) == 0;
+}
+
+std::string upper(std::string_view s)
+{
+    std::string out(s);
+    for (char &c : out) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return out;
+}
+
+// The encoding named by an XML declaration at the start of `bytes`, upper-cased; empty when none.
+std::string declaredEncoding(std::string_view bytes)
+{
+    if (!startsWith(bytes, "<?xml")) {
+        return "";
+    }
+    const std::string_view decl = bytes.substr(0, bytes.find("?>", 0));
+    const std::size_t at = decl.find("encoding");
+    if (at == std::string_view::npos) {
+        return "";
+    }
+    std::size_t i = decl.find_first_of("\"'", at);
+    if (i == std::string_view::npos) {
+        return "";
+    }
+    const std::size_t end = decl.find(decl[i], i + 1);
+    return end == std::string_view::npos ? "" : upper(decl.substr(i + 1, end - i - 1));
+}
+
+void appendUtf8(std::string &out, unsigned long code)
+{
+    if (code < 0x80) {
+        out += static_cast<char>(code);
+    } else if (code < 0x800) {
+        out += static_cast<char>(0xC0 | (code >> 6));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    } else if (code < 0x10000) {
+        out += static_cast<char>(0xE0 | (code >> 12));
+        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (code >> 18));
+        out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (code & 0x3F));
+    }
+}
+
+// Number of bytes of the UTF-8 sequence at text[i] and its code point; 0 when not valid UTF-8.
+std::size_t decodeUtf8(std::string_view text, std::size_t i, unsigned long &code)
+{
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
+    const unsigned char c = byte(i);
+    std::size_t n;
+    unsigned long minimum;
+    if (c < 0x80) {
+        code = c;
+        return 1;
+    } else if (c >= 0xC2 && c <= 0xDF) {
+        n = 2, minimum = 0x80, code = c & 0x1Fu;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+        n = 3, minimum = 0x800, code = c & 0x0Fu;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        n = 4, minimum = 0x10000, code = c & 0x07u;
+    } else {
+        return 0;
+    }
+    if (i + n > text.size()) {
+        return 0;
+    }
+    for (std::size_t k = 1; k < n; ++k) {
+        if ((byte(i + k) & 0xC0u) != 0x80u) {
+            return 0;
+        }
+        code = (code << 6) | (byte(i + k) & 0x3Fu);
+    }
+    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
+        return 0;
+    }
+    return n;
+}
+
+bool isXmlChar(unsigned long c)
+{
+    return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
+           (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+std::string hexCode(unsigned long c)
+{
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, "U+%04lX", c);
+    return buffer;
+}
+
+// Where a check found a fault: an offset into the decoded text and what is wrong there.
+struct Fault {
+    std::size_t offset;
+    std::string message;
+};
+
+// The decoded text as UTF-8, from UTF-16 or ISO-8859-1; an unpaired surrogate is a fault.
+std::string decode(const std::string &bytes, Encoding encoding, std::size_t bom, Fault *&fault,
+                   Fault &storage)
+{
+    std::string out;
+    out.reserve(bytes.size() + bytes.size() / 2);
+    if (encoding == Encoding::Latin1) {
+        for (std::size_t i = bom; i < bytes.size(); ++i) {
+            appendUtf8(out, static_cast<unsigned char>(bytes[i]));
+        }
+        return out;
+    }
+    const bool little = encoding == Encoding::Utf16LE;
+    const auto unit = [&](std::size_t i) {
+        const auto a = static_cast<unsigned char>(bytes[i]);
+        const auto b = static_cast<unsigned char>(bytes[i + 1]);
+        return little ? static_cast<unsigned long>(a | (b << 8))
+                      : static_cast<unsigned long>((a << 8) | b);
+    };
+    std::size_t i = bom;
+    for (; i + 1 < bytes.size(); i += 2) {
+        unsigned long code = unit(i);
+        if (code >= 0xD800 && code <= 0xDBFF && i + 3 < bytes.size()) {
+            const unsigned long low = unit(i + 2);
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+                i += 2;
+            }
+        }
+        if (code >= 0xD800 && code <= 0xDFFF) {
+            storage = Fault{out.size(), "unpaired UTF-16 surrogate " + hexCode(code)};
+            fault = &storage;
+            return out;
+        }
+        appendUtf8(out, code);
+    }
+    if (i < bytes.size()) {
+        storage = Fault{out.size(), "odd number of bytes in UTF-16 text"};
+        fault = &storage;
+    }
+    return out;
+}
+
+// What XML forbids in its text, and what the parser does not check: characters outside the
+// XML character range, whether written out or referred to (&#...;), and bytes that are not
+// UTF-8. Comments and CDATA sections hold no references.
+bool checkCharacters(std::string_view text, Fault &fault)
+{
+    enum { Markup, Comment, Cdata } state = Markup;
+    for (std::size_t i = 0; i < text.size();) {
+        unsigned long code = 0;
+        const std::size_t n = decodeUtf8(text, i, code);
+        if (n == 0) {
+            fault = Fault{i, "invalid UTF-8 byte 0x" + [&] {
+                              char b[4];
+                              std::snprintf(b, sizeof b, "%02X",
+                                            static_cast<unsigned char>(text[i]));
+                              return std::string(b);
+                          }()};
+            return false;
+        }
+        if (!isXmlChar(code)) {
+            fault = Fault{i, "character " + hexCode(code) + " is not allowed in XML"};
+            return false;
+        }
+        const char c = text[i];
+        if (state == Comment) {
+            if (c == '-' && text.compare(i, 3, "-->") == 0) {
+                state = Markup, i += 3;
+                continue;
+            }
+        } else if (state == Cdata) {
+            if (c == ']' && text.compare(i, 3, "]]>") == 0) {
+                state = Markup, i += 3;
+                continue;
+            }
+        } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
+            state = Comment, i += 4;
+            continue;
+        } else if (c == '<' && text.compare(i, 9, "<![CDATA[") == 0) {
+            state = Cdata, i += 9;
+            continue;
+        } else if (c == '&' && i + 1 < text.size() && text[i + 1] == '#') {
+            const bool hex = i + 2 < text.size() && text[i + 2] == 'x';
+            std::size_t k = i + (hex ? 3 : 2);
+            unsigned long value = 0;
+            bool digits = false;
+            for (; k < text.size() && k < i + 16; ++k) {
+                const char d = text[k];
+                int v = -1;
+                if (d >= '0' && d <= '9') {
+                    v = d - '0';
+                } else if (hex && d >= 'a' && d <= 'f') {
+                    v = d - 'a' + 10;
+                } else if (hex && d >= 'A' && d <= 'F') {
+                    v = d - 'A' + 10;
+                }
+                if (v < 0) {
+                    break;
+                }
+                value = value * (hex ? 16 : 10) + static_cast<unsigned long>(v);
+                digits = true;
+            }
+            if (!digits || k >= text.size() || text[k] != ';' || !isXmlChar(value)) {
+                fault = Fault{i, "character reference " +
+                                     std::string(text.substr(i, std::min<std::size_t>(k + 1, text.size()) - i)) +
+                                     " is not to an XML character"};
+                return false;
+            }
+        }
+        i += n;
+    }
+    return true;
 }
 
 } // namespace
 
-std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepText)
+std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepBytes)
 {
     std::unique_ptr<SourceFile> source(new SourceFile());
     source->path_ = path == "-" ? "<stdin>" : path;
-    Buffer buffer;
-    readAll(path, buffer);
+    const std::string &shown = source->path_;
+    struct stat status;
+    std::string bytes = readAll(path, status);
+    source->device_ = static_cast<unsigned long long>(status.st_dev);
+    source->inode_ = static_cast<unsigned long long>(status.st_ino);
 
-    // Line starts, from the bytes as they are on disk.
+    // The encoding: a byte-order mark, else the first characters, else the declaration.
+    const std::string_view head(bytes.data(), std::min<std::size_t>(bytes.size(), 4096));
+    Encoding encoding = Encoding::Utf8;
+    std::size_t bom = 0;
+    if (startsWith(head, "\xEF\xBB\xBF")) {
+        bom = 3;
+    } else if (startsWith(head, "\xFF\xFE")) {
+        encoding = Encoding::Utf16LE, bom = 2;
+    } else if (startsWith(head, "\xFE\xFF")) {
+        encoding = Encoding::Utf16BE, bom = 2;
+    } else if (startsWith(head, std::string_view("<\0?\0", 4))) {
+        encoding = Encoding::Utf16LE;
+    } else if (startsWith(head, std::string_view("\0<\0?", 4))) {
+        encoding = Encoding::Utf16BE;
+    } else {
+        const std::string declared = declaredEncoding(head);
+        if (declared == "ISO-8859-1" || declared == "ISO_8859-1" || declared == "LATIN1" ||
+            declared == "ISO8859-1" || declared == "L1") {
+            encoding = Encoding::Latin1;
+        } else if (!declared.empty() && declared != "UTF-8" && declared != "UTF8" &&
+                   declared != "US-ASCII" && declared != "ASCII") {
+            throw InputError(shown, 1, 1,
+                             "unsupported encoding \"" + declared +
+                                 "\" (UTF-8, UTF-16 and ISO-8859-1 are read)");
+        }
+    }
+    source->encoding_ = encoding;
+    source->bomSize_ = bom;
+
+    Fault storage;
+    Fault *fault = nullptr;
+    std::string converted;
+    if (encoding != Encoding::Utf8) {
+        converted = decode(bytes, encoding, bom, fault, storage);
+    }
+    const std::string_view decoded = encoding == Encoding::Utf8
+                                         ? std::string_view(bytes).substr(bom)
+                                         : std::string_view(converted);
+
+    // The parser takes a buffer of its own allocator, and rewrites it.
+    const std::size_t size = decoded.size();
+    char *buffer = static_cast<char *>(pugi::get_memory_allocation_function()(size + 1));
+    if (buffer == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::memcpy(buffer, decoded.data(), size);
+    source->base_ = buffer;
+    source->size_ = size;
+    if (keepBytes) {
+        source->converted_ = std::move(converted);
+    }
+    std::string().swap(converted);
+    if (keepBytes) {
+        source->bytes_ = std::move(bytes);
+    } else {
+        std::string().swap(bytes);
+    }
+
+    // Line starts, from the text before the parser rewrites it.
     source->lineStarts_.push_back(0);
-    for (const char *p = buffer.data, *end = buffer.data + buffer.size;
+    for (const char *p = buffer, *end = buffer + size;
          (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
          nullptr;) {
         ++p;
-        source->lineStarts_.push_back(static_cast<std::size_t>(p - buffer.data));
+        source->lineStarts_.push_back(static_cast<std::size_t>(p - buffer));
     }
-    if (keepText) {
-        source->text_.assign(buffer.data, buffer.size);
+    if (fault == nullptr && !checkCharacters(std::string_view(buffer, size), storage)) {
+        fault = &storage;
     }
-
-    const std::size_t size = buffer.size;
-    const pugi::xml_parse_result result = source->document_.load_buffer_inplace_own(
-        buffer.release(), size, kParseOptions, pugi::encoding_utf8);
+    if (fault != nullptr) {
+        // Located against the text as read, before the parser would rewrite it.
+        const std::size_t line = source->lineOf(static_cast<std::ptrdiff_t>(fault->offset));
+        std::size_t column = 1;
+        for (std::size_t k = source->lineStarts_[line - 1]; k < fault->offset; ++k) {
+            column += (static_cast<unsigned char>(buffer[k]) & 0xC0u) != 0x80u ? 1 : 0;
+        }
+        pugi::get_memory_deallocation_function()(buffer);
+        throw InputError(shown, line, column, "malformed XML: " + fault->message);
+    }
+    const pugi::xml_parse_result result =
+        source->document_.load_buffer_inplace_own(buffer, size, kParseOptions, pugi::encoding_utf8);
     if (!result) {
         std::string description = result.description();
         if (!description.empty()) {
             description[0] =
                 static_cast<char>(std::tolower(static_cast<unsigned char>(description[0])));
         }
-        throw InputError(path + ":" + std::to_string(source->lineOf(result.offset)) + ":" +
-                         std::to_string(source->columnOf(result.offset)) +
-                         ": error: malformed XML: " + description);
+        throw InputError(shown, source->lineOf(result.offset), source->columnOf(result.offset),
+                         "malformed XML: " + description);
     }
     const pugi::xml_node root = source->document_.document_element();
-    if (std::strcmp(root.name(), "dds") != 0) {
-        throw InputError(source->where(root) + ": error: the root element is <" +
-                         std::string(root.name()) + ">, not <dds>");
+    if (localName(root) != "dds") {
+        throw InputError(shown, source->lineOf(root), 0,
+                         "the root element is <" + std::string(root.name()) + ">, not <dds>");
     }
     return source;
 }
@@ -161,23 +417,144 @@ std::size_t SourceFile::lineOf(std::ptrdiff_t offset) const
     return static_cast<std::size_t>(it - lineStarts_.begin());
 }
 
-std::size_t SourceFile::lineOf(pugi::xml_node node) const
-{
-    return lineOf(node.offset_debug());
-}
-
 std::size_t SourceFile::columnOf(std::ptrdiff_t offset) const
 {
     const std::size_t line = lineOf(offset);
     if (line == 0) {
         return 0;
     }
-    return static_cast<std::size_t>(offset) - lineStarts_[line - 1] + 1;
+    // Characters, not bytes. The parser may have shortened text before `offset` on this line;
+    // markup keeps its place, so columns of elements are exact.
+    std::size_t column = 1;
+    for (std::size_t k = lineStarts_[line - 1]; k < static_cast<std::size_t>(offset) && k < size_;
+         ++k) {
+        column += (static_cast<unsigned char>(base_[k]) & 0xC0u) != 0x80u ? 1 : 0;
+    }
+    return column;
 }
 
 std::string SourceFile::where(pugi::xml_node node) const
 {
     return path_ + ":" + std::to_string(lineOf(node));
+}
+
+std::string_view SourceFile::decodedFrom(std::ptrdiff_t offset) const
+{
+    if (offset < 0 || static_cast<std::size_t>(offset) > size_) {
+        return {};
+    }
+    return std::string_view(base_ + offset, size_ - static_cast<std::size_t>(offset));
+}
+
+std::vector<std::size_t> SourceFile::originalOffsets(const std::vector<std::size_t> &decoded) const
+{
+    std::vector<std::size_t> out;
+    out.reserve(decoded.size());
+    if (encoding_ == Encoding::Utf8) {
+        for (std::size_t d : decoded) {
+            out.push_back(d + bomSize_);
+        }
+        return out;
+    }
+    // Walk the bytes once, counting the UTF-8 bytes each character decodes to.
+    std::size_t at = bomSize_, produced = 0;
+    for (std::size_t d : decoded) {
+        while (produced < d && at < bytes_.size()) {
+            unsigned long code;
+            std::size_t width;
+            if (encoding_ == Encoding::Latin1) {
+                code = static_cast<unsigned char>(bytes_[at]), width = 1;
+            } else {
+                const auto unit = [&](std::size_t i) {
+                    const auto a = static_cast<unsigned char>(bytes_[i]);
+                    const auto b = static_cast<unsigned char>(bytes_[i + 1]);
+                    return encoding_ == Encoding::Utf16LE ? static_cast<unsigned long>(a | (b << 8))
+                                                          : static_cast<unsigned long>((a << 8) | b);
+                };
+                code = unit(at), width = 2;
+                if (code >= 0xD800 && code <= 0xDBFF && at + 3 < bytes_.size()) {
+                    code = 0x10000, width = 4;
+                }
+            }
+            produced += code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
+            at += width;
+        }
+        out.push_back(at);
+    }
+    return out;
+}
+
+std::string_view SourceFile::text() const
+{
+    return encoding_ == Encoding::Utf8 ? std::string_view(bytes_).substr(bomSize_)
+                                       : std::string_view(converted_);
+}
+
+std::string SourceFile::encodeAscii(std::string_view text) const
+{
+    if (encoding_ != Encoding::Utf16LE && encoding_ != Encoding::Utf16BE) {
+        return std::string(text);
+    }
+    std::string out;
+    for (char c : text) {
+        if (encoding_ == Encoding::Utf16LE) {
+            out += c, out += '\0';
+        } else {
+            out += '\0', out += c;
+        }
+    }
+    return out;
+}
+
+std::string_view localName(pugi::xml_node node)
+{
+    const std::string_view name = node.name();
+    const std::size_t colon = name.find(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+}
+
+pugi::xml_node childNamed(pugi::xml_node node, std::string_view name)
+{
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_element && localName(child) == name) {
+            return child;
+        }
+    }
+    return pugi::xml_node();
+}
+
+std::string_view textOf(pugi::xml_node node, std::string &scratch)
+{
+    const auto trim = [](std::string_view t) {
+        const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+        while (!t.empty() && blank(t.front())) {
+            t.remove_prefix(1);
+        }
+        while (!t.empty() && blank(t.back())) {
+            t.remove_suffix(1);
+        }
+        return t;
+    };
+    // The first piece of character data is kept in the element itself; later pieces (after a
+    // comment, around a CDATA section) are child nodes.
+    std::string_view single = node.value();
+    std::size_t pieces = *node.value() != '\0' ? 1 : 0;
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
+            single = child.value();
+            ++pieces;
+        }
+    }
+    if (pieces <= 1) {
+        return trim(single);
+    }
+    scratch.assign(node.value());
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
+            scratch += child.value();
+        }
+    }
+    return trim(scratch);
 }
 
 } // namespace propqos::cli

@@ -1,5 +1,5 @@
-// One XML file given to the tool: its parsed document and the means to turn a node back into a
-// line number.
+// One XML file given to the tool: its parsed document, its bytes as read, and the means to turn
+// a place in the document back into a line and column.
 #ifndef PROPQOS_CLI_SOURCE_HPP
 #define PROPQOS_CLI_SOURCE_HPP
 
@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <pugixml.hpp>
@@ -14,10 +15,15 @@
 namespace propqos::cli
 {
 
-// Input the tool cannot work with (unreadable file, malformed XML): the message is the one line
-// to print, and the tool exits with 2.
+// Input the tool cannot work with (unreadable file, malformed XML). `what()` is the one line to
+// print; the parts are kept for findings.
 struct InputError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit InputError(const std::string &line) : std::runtime_error(line), message(line) {}
+    InputError(std::string path_, std::size_t line_, std::size_t column_, std::string message_);
+    std::string path;
+    std::size_t line = 0;
+    std::size_t column = 0;
+    std::string message; // without the location
 };
 
 // A mistake on the command line; exit 2 as well.
@@ -25,33 +31,67 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+enum class Encoding { Utf8, Utf16LE, Utf16BE, Latin1 };
+
 class SourceFile
 {
 public:
-    // Reads and parses `path`. With `keepText` the file's bytes stay available unchanged in
-    // text() (the document is parsed in place, so the parse buffer is not the original).
+    // Reads, decodes and parses `path`. UTF-8, UTF-16 (by its byte-order mark or its first
+    // characters) and a declared ISO-8859-1 are read; text that XML forbids (control
+    // characters, bytes that are not of the encoding, references to such characters) is an error
+    // at its place. With `keepBytes` the file's bytes stay available unchanged in bytes().
     // Throws InputError.
-    static std::unique_ptr<SourceFile> load(const std::string &path, bool keepText = false);
+    static std::unique_ptr<SourceFile> load(const std::string &path, bool keepBytes = false);
 
     const std::string &path() const { return path_; }
     const pugi::xml_document &document() const { return document_; }
-    const std::string &text() const { return text_; }
+    const std::string &bytes() const { return bytes_; }
+    Encoding encoding() const { return encoding_; }
+    // Identity of the file on disk, to read a file given twice only once.
+    unsigned long long device() const { return device_; }
+    unsigned long long inode() const { return inode_; }
 
-    // 1-based line of a byte offset, and of a node (0 when the node has no position).
+    // Offsets are into the decoded (UTF-8) text the document was parsed from.
+    std::ptrdiff_t offsetOf(const char *text) const { return text - base_; }
     std::size_t lineOf(std::ptrdiff_t offset) const;
-    std::size_t lineOf(pugi::xml_node node) const;
-    // 1-based column (in bytes) of a byte offset.
+    std::size_t lineOf(pugi::xml_node node) const { return lineOf(node.offset_debug()); }
+    // 1-based column in characters.
     std::size_t columnOf(std::ptrdiff_t offset) const;
     // "path:line" of a node.
     std::string where(pugi::xml_node node) const;
+    // The decoded text from `offset` on (the parse rewrote the text of elements and attribute
+    // values in place; markup and everything outside them is as read).
+    std::string_view decodedFrom(std::ptrdiff_t offset) const;
+
+    // The offsets in bytes() of ascending offsets of the decoded text.
+    std::vector<std::size_t> originalOffsets(const std::vector<std::size_t> &decoded) const;
+    // With `keepBytes`: the text as read, decoded to UTF-8, before the parser rewrote it.
+    std::string_view text() const;
+    // ASCII text in the file's encoding.
+    std::string encodeAscii(std::string_view text) const;
 
 private:
     SourceFile() = default;
     std::string path_;
     pugi::xml_document document_;
+    const char *base_ = nullptr;          // the decoded text, owned by the document
+    std::size_t size_ = 0;
     std::vector<std::size_t> lineStarts_; // offset of the first byte of each line
-    std::string text_;
+    std::string bytes_;
+    std::string converted_;
+    Encoding encoding_ = Encoding::Utf8;
+    std::size_t bomSize_ = 0;
+    unsigned long long device_ = 0, inode_ = 0;
 };
+
+// Local name of an element: without a namespace prefix.
+std::string_view localName(pugi::xml_node node);
+// The first child element of that local name, or an empty node.
+pugi::xml_node childNamed(pugi::xml_node node, std::string_view name);
+// The text of an element: its character data and CDATA sections joined, comments left out,
+// surrounding blanks trimmed. Points into the document unless the text is in several pieces,
+// in which case it is assembled in `scratch`.
+std::string_view textOf(pugi::xml_node node, std::string &scratch);
 
 } // namespace propqos::cli
 

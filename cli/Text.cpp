@@ -1,5 +1,6 @@
 #include "Text.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace propqos::cli
@@ -68,13 +69,26 @@ const char *sharedEscape(unsigned char c)
 
 } // namespace
 
-std::string quoted(std::string_view text)
+std::string escaped(std::string_view text)
 {
     std::string out;
-    out.reserve(text.size() + 2);
-    out += '"';
-    for (char ch : text) {
-        const auto c = static_cast<unsigned char>(ch);
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x80) {
+            const std::size_t n = utf8Length(text, i);
+            // C1 controls (U+0080..U+009F) act on terminals as the C0 ones do.
+            if (n == 0 || (n == 2 && c == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0)) {
+                char buffer[8];
+                std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
+                out += buffer;
+                ++i;
+            } else {
+                out.append(text.substr(i, n));
+                i += n;
+            }
+            continue;
+        }
         if (const char *escape = sharedEscape(c)) {
             out += escape;
         } else if (c < 0x20 || c == 0x7F) {
@@ -82,11 +96,16 @@ std::string quoted(std::string_view text)
             std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
             out += buffer;
         } else {
-            out += ch;
+            out += static_cast<char>(c);
         }
+        ++i;
     }
-    out += '"';
     return out;
+}
+
+std::string quoted(std::string_view text)
+{
+    return '"' + escaped(text) + '"';
 }
 
 std::string quotedShort(std::string_view text, std::size_t limit)
@@ -109,6 +128,10 @@ std::string jsonString(std::string_view text)
             if (n == 0) {
                 out += "\\ufffd";
                 ++i;
+            } else if (n == 2 && c == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0) {
+                // C1 controls: valid JSON raw, but a terminal would act on them.
+                appendHex4(out, static_cast<unsigned char>(text[i + 1]));
+                i += 2;
             } else {
                 out.append(text.substr(i, n));
                 i += n;
@@ -117,7 +140,7 @@ std::string jsonString(std::string_view text)
         }
         if (const char *escape = sharedEscape(c)) {
             out += escape;
-        } else if (c < 0x20) {
+        } else if (c < 0x20 || c == 0x7F) {
             appendHex4(out, c);
         } else {
             out += static_cast<char>(c);
@@ -126,6 +149,16 @@ std::string jsonString(std::string_view text)
     }
     out += '"';
     return out;
+}
+
+bool nearName(std::string_view name, std::string_view candidate, long distance)
+{
+    std::size_t common = 0;
+    while (common < name.size() && common < candidate.size() && name[common] == candidate[common]) {
+        ++common;
+    }
+    const std::size_t rest = std::max(name.size(), candidate.size()) - common;
+    return distance >= 0 && static_cast<std::size_t>(distance) <= std::max<std::size_t>(1, (rest + 2) / 3);
 }
 
 std::string_view trimmed(std::string_view text)

@@ -8,8 +8,11 @@
 namespace propqos::cli
 {
 
-// `text` between double quotes, with '"', '\' and control characters escaped, so that a
-// diagnostic stays on one line whatever a name holds.
+// `text` made safe for a terminal and one line: '"', '\\', control characters (C0, DEL, C1)
+// and bytes that are not UTF-8 escaped.
+std::string escaped(std::string_view text);
+
+// escaped() `text` between double quotes: a diagnostic stays on one line whatever a name holds.
 std::string quoted(std::string_view text);
 
 // quoted(), shortened to its first `limit` bytes (and "...") when longer.
@@ -18,6 +21,11 @@ std::string quotedShort(std::string_view text, std::size_t limit = 80);
 // `text` as a JSON string literal, quotes included. Bytes that are not valid UTF-8 become
 // U+FFFD, so the output is always valid JSON.
 std::string jsonString(std::string_view text);
+
+// Whether `candidate`, `distance` edits from `name`, is near enough to offer as what was meant:
+// within a third of what follows the start the two share (a shared "dds.participant." alone
+// makes no two names alike), and at least one edit.
+bool nearName(std::string_view name, std::string_view candidate, long distance);
 
 // Leading and trailing XML blanks removed.
 std::string_view trimmed(std::string_view text);

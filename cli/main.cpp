@@ -1,5 +1,6 @@
 // propqos: checks, redacts, compares and explains the property lists of DDS-XML QoS profiles.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -168,6 +169,7 @@ int check(const std::vector<std::string> &args)
     app.add_option("--format", o.format);
     parser.addList("--disable", o.disabled);
     parser.addList("--known-names", o.knownNames);
+    parser.addList("--external-base", o.externalBases);
     app.add_flag("--warnings-as-errors", o.warningsAsErrors);
     app.add_option("--max-warnings", maxWarnings);
     app.add_flag("--quiet,-q", o.quiet);
@@ -222,6 +224,7 @@ int diff(const std::vector<std::string> &args)
     Parser parser("diff");
     DiffOptions o;
     parser.app().add_flag("--enabled", o.enabled);
+    parser.addList("--external-base", o.externalBases);
     parser.app().add_option("--format", o.format);
     const std::vector<std::string> &files = parser.parse(args);
     parser.oneOf("--format", o.format, {"text", "json", "sarif"});
@@ -244,6 +247,7 @@ int get(const std::vector<std::string> &args)
     app.add_option("--prefix", prefix);
     app.add_flag("--strip", o.strip);
     app.add_flag("--reveal", o.reveal);
+    parser.addList("--external-base", o.externalBases);
     app.add_option("--format", format);
     const std::vector<std::string> &inputs = parser.parse(args);
     if (app.count("--entity") > 0) {
@@ -345,12 +349,44 @@ int dispatch(int argc, char **argv)
 
 } // namespace
 
-ProfileSet loadProfiles(const std::vector<std::string> &paths, std::vector<Finding> &findings,
+ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &findings,
+                        const std::vector<std::string> &externalBases, bool *unusable,
                         bool keepText)
 {
     ProfileSet set;
-    for (const std::string &path : paths) {
-        set.add(SourceFile::load(path, keepText));
+    set.setExternalBases(externalBases);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        std::unique_ptr<SourceFile> file;
+        try {
+            file = SourceFile::load(paths[i], keepText);
+        } catch (const InputError &e) {
+            // One file the tool cannot read does not keep it from the others.
+            Finding f;
+            f.path = e.path.empty() ? paths[i] : e.path;
+            f.fileIndex = i;
+            f.line = e.line;
+            f.column = e.column;
+            f.code = "unusable-file";
+            f.message = e.message;
+            findings.add(std::move(f));
+            if (unusable != nullptr) {
+                *unusable = true;
+            }
+            continue;
+        }
+        const std::size_t before = set.profiles().size();
+        const SourceFile *source = file.get();
+        if (set.add(std::move(file), i) && set.profiles().size() == before) {
+            Finding f;
+            f.file = source;
+            f.path = source->path();
+            f.fileIndex = i;
+            f.line = source->lineOf(source->document().document_element());
+            f.level = Level::Warning;
+            f.code = "no-profiles";
+            f.message = "no QoS profile in this file (<qos_profile> under <dds> or <qos_library>)";
+            findings.add(std::move(f));
+        }
     }
     set.resolve(findings);
     return set;
@@ -358,12 +394,19 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, std::vector<Findi
 
 std::string formatFinding(const Finding &f)
 {
-    std::string text = f.file != nullptr ? f.file->path() : std::string("propqos");
+    std::string text = f.path.empty() ? std::string("propqos") : escaped(f.path);
     if (f.line > 0) {
         text += ':' + std::to_string(f.line);
+        if (f.column > 0) {
+            text += ':' + std::to_string(f.column);
+        }
     }
     text += f.level == Level::Error ? ": error: " : ": warning: ";
     text += f.message;
+    if (f.inheritedBy > 0) {
+        text += " (inherited by " + std::to_string(f.inheritedBy) +
+                (f.inheritedBy == 1 ? " more profile)" : " more profiles)");
+    }
     if (!f.code.empty()) {
         text += " [" + f.code + "]";
     }
@@ -372,8 +415,9 @@ std::string formatFinding(const Finding &f)
 
 std::string findingJson(const Finding &f)
 {
-    std::string text = "{\"file\": " + jsonString(f.file != nullptr ? f.file->path() : "") +
+    std::string text = "{\"file\": " + jsonString(f.path) +
                        ", \"line\": " + std::to_string(f.line) +
+                       (f.column > 0 ? ", \"column\": " + std::to_string(f.column) : "") +
                        ", \"level\": " + (f.level == Level::Error ? "\"error\"" : "\"warning\"") +
                        ", \"code\": " + jsonString(f.code) +
                        ", \"message\": " + jsonString(f.message);
@@ -389,6 +433,9 @@ std::string findingJson(const Finding &f)
     if (!f.suggestion.empty()) {
         text += ", \"suggestion\": " + jsonString(f.suggestion);
     }
+    if (f.inheritedBy > 0) {
+        text += ", \"inherited_by\": " + std::to_string(f.inheritedBy);
+    }
     text += '}';
     return text;
 }
@@ -396,7 +443,8 @@ std::string findingJson(const Finding &f)
 void out(const std::string &text)
 {
     if (!text.empty() && std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-        throw InputError("propqos: error: cannot write the output");
+        throw InputError(std::string("propqos: error: cannot write the output: ") +
+                         std::strerror(errno ? errno : EIO));
     }
 }
 
@@ -427,8 +475,9 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "propqos: error: unexpected failure\n");
         code = kExitUnusable;
     }
-    if (std::fflush(stdout) != 0 && code == kExitClean) {
-        std::fprintf(stderr, "propqos: error: cannot write the output\n");
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "propqos: error: cannot write the output: %s\n",
+                     std::strerror(errno ? errno : EIO));
         code = kExitUnusable;
     }
     return code;
