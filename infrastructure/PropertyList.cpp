@@ -182,6 +182,8 @@ Error::Error(DDS_ReturnCode_t code, const std::string &message)
 {
 }
 
+Error::~Error() = default;
+
 PropertyList::PropertyList() noexcept : policy_(emptyPolicy()) {}
 
 PropertyList::PropertyList(std::initializer_list<Entry> entries) : PropertyList()

@@ -68,6 +68,7 @@ class PROPQOS_API Error : public std::runtime_error
 {
 public:
     Error(DDS_ReturnCode_t code, const std::string &message);
+    ~Error() override; /* out of line: one type identity, the library's */
     DDS_ReturnCode_t code() const noexcept { return code_; }
 
 private:

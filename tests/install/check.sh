@@ -32,9 +32,23 @@ done
 
 lib=$scratch/shared/lib/libpropqos.so
 objdump -p "$lib" | grep -q 'SONAME *libpropqos\.so\.0$' || { echo "no versioned SONAME" >&2; exit 1; }
-undeclared=$(comm -23 <(nm -D --defined-only "$lib" | awk '{print $3}' | sort -u) \
-    <(cat "$scratch"/shared/include/propqos/*.h* "$scratch"/shared/include/propqos/sys/*.h |
-      grep -oE '[A-Za-z_][A-Za-z0-9_]*' | sort -u))
+declared=$(cat "$scratch"/shared/include/propqos/*.h* "$scratch"/shared/include/propqos/sys/*.h |
+    grep -oE '[A-Za-z_][A-Za-z0-9_]*' | sort -u)
+exported=$(nm -D --defined-only "$lib" | awk '{print $3}' | sort -u)
+undeclared=$(comm -23 <(grep -v '^_Z' <<<"$exported") <(echo "$declared"))
+# A C++ name is declared when it is in namespace propqos and each part of its qualified name is
+# (operators and destructors aside).
+while read -r name; do
+    [ -n "$name" ] || continue
+    qualified=$(sed -E 's/^(typeinfo name for|typeinfo for|vtable for) //; s/\[abi:[^]]*\]//g; s/\(.*//' <<<"$name")
+    case $qualified in propqos::*) ;; *) undeclared+=$'\n'"$name"; continue ;; esac
+    IFS=' ' read -ra parts <<<"${qualified//::/ }"
+    for part in "${parts[@]}"; do
+        case $part in operator* | '~'*) continue ;; esac
+        grep -qx -- "$part" <<<"$declared" || { undeclared+=$'\n'"$name"; break; }
+    done
+done < <(grep '^_Z' <<<"$exported" | c++filt)
+undeclared=$(sed '/^$/d' <<<"$undeclared")
 if [ -n "$undeclared" ]; then
     echo "exported but declared in no installed header:" >&2
     echo "$undeclared" >&2
