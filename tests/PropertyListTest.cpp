@@ -67,7 +67,8 @@ TEST_F(PropertyListTest, OwnershipCopiesMovesAdoptsAndReleases)
 
     PropertyList assigned;
     assigned = original;
-    assigned = assigned; // self-assignment keeps the content
+    const PropertyList &same = assigned;
+    assigned = same; // self-assignment keeps the content
     EXPECT_TRUE(assigned == original);
     assigned = std::move(moved);
     EXPECT_EQ(assigned.find("a")->value, "changed");
