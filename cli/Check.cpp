@@ -529,7 +529,7 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
     std::vector<Finding> left;
     for (Finding &f : findings) {
         std::optional<Edit> edit;
-        if (f.file != nullptr && f.file->encoding() == Encoding::Utf8) {
+        if (f.file != nullptr) {
             edit = typoFix(f);
         }
         if (edit) {
@@ -550,22 +550,30 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
         std::vector<Edit> &list = it->second;
         std::sort(list.begin(), list.end(),
                   [](const Edit &a, const Edit &b) { return a.begin < b.begin; });
-        // The text is the file's decoded; its bytes are that text only for UTF-8 (after a
-        // byte-order mark, kept).
+        // The edits are on the decoded text; the file keeps its encoding (and byte-order mark).
         const std::string before(file->text());
-        const std::string fixed = applyEdits(before, list);
         if (dryRun) {
-            diff += unifiedDiff(file->path(), before, fixed);
+            diff += unifiedDiff(file->path(), before, applyEdits(before, list));
             continue;
         }
-        const std::string bom = file->bytes().substr(0, file->bytes().size() - before.size());
+        std::vector<std::size_t> ends;
+        for (const Edit &e : list) {
+            ends.push_back(e.begin);
+            ends.push_back(e.end);
+        }
+        const std::vector<std::size_t> original = file->originalOffsets(ends);
+        std::vector<Edit> onBytes;
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            onBytes.push_back(Edit{original[2 * i], original[2 * i + 1],
+                                   file->encodeAscii(list[i].text)});
+        }
+        const std::string fixed = applyEdits(file->bytes(), onBytes);
         std::FILE *stream = std::fopen(file->path().c_str(), "r+b");
         bool written = stream != nullptr &&
-                       std::fwrite(bom.data(), 1, bom.size(), stream) == bom.size() &&
                        std::fwrite(fixed.data(), 1, fixed.size(), stream) == fixed.size();
         // The corrections only ever shorten or lengthen a name: cut what the old text left.
         written = written && std::fflush(stream) == 0 &&
-                  ftruncate(fileno(stream), static_cast<off_t>(bom.size() + fixed.size())) == 0;
+                  ftruncate(fileno(stream), static_cast<off_t>(fixed.size())) == 0;
         if (stream != nullptr) {
             written = std::fclose(stream) == 0 && written;
         }

@@ -62,6 +62,12 @@ bool isTypoOf(const std::string &name, const std::string &suggestion, std::strin
 
 std::optional<Edit> typoFix(const Finding &f)
 {
+    // The suggestion is written in the file's own encoding, which only ASCII is sure to have.
+    for (const char c : f.suggestion) {
+        if (static_cast<unsigned char>(c) >= 0x80) {
+            return std::nullopt;
+        }
+    }
     if (f.code != "unknown-property" || f.suggestion.empty() || f.file == nullptr ||
         f.offset <= 0 || !isTypoOf(f.property, f.suggestion, f.entity)) {
         return std::nullopt;
