@@ -624,8 +624,9 @@ int runCheck(const CheckOptions &options)
     for (const Finding &f : list) {
         (f.level == Level::Error ? errors : warnings) += 1;
     }
-    const bool failed = errors > 0 || (options.warningsAsErrors && warnings > 0) ||
-                        (options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings));
+    const bool tooManyWarnings =
+        options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings);
+    const bool failed = errors > 0 || (options.warningsAsErrors && warnings > 0) || tooManyWarnings;
     return unusable ? kExitUnusable : failed ? kExitFindings : kExitClean;
 }
 

@@ -136,14 +136,14 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
             result["locations"] = Json::array({{{"physicalLocation", physicalLocation(f)}}});
         }
         if (const std::optional<Edit> edit = f.file != nullptr ? fixOf(f) : std::nullopt) {
-            result["fixes"] = Json::array(
-                {{{"description", {{"text", "Replace with \"" + edit->text + "\""}}},
-                  {"artifactChanges",
-                   Json::array({{{"artifactLocation", {{"uri", artifactUri(f.file->path())}}},
-                                 {"replacements",
-                                  Json::array({{{"deletedRegion",
-                                                 region(*f.file, edit->begin, edit->end)},
-                                                {"insertedContent", {{"text", edit->text}}}}})}}})}}});
+            const Json replacement = {
+                {"deletedRegion", region(*f.file, edit->begin, edit->end)},
+                {"insertedContent", {{"text", edit->text}}}};
+            const Json change = {{"artifactLocation", {{"uri", artifactUri(f.path)}}},
+                                 {"replacements", Json::array({replacement})}};
+            const Json fix = {{"description", {{"text", "Replace with \"" + edit->text + "\""}}},
+                              {"artifactChanges", Json::array({change})}};
+            result["fixes"] = Json::array({fix});
         }
         results.push_back(std::move(result));
     }
