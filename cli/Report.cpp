@@ -1,5 +1,6 @@
 #include "Report.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -46,19 +47,66 @@ std::string percentEncoded(const std::string &text)
     return out;
 }
 
-// Line and column (1-based) of a byte offset of a file.
-Json region(const SourceFile &file, std::size_t begin, std::optional<std::size_t> end)
+// The columns of every place the log names, found in one pass along each line:
+// SourceFile::columnOf counts from the start of the line each time, which on a file written
+// on one line would make the log quadratic.
+class Columns
 {
-    const auto at = static_cast<std::ptrdiff_t>(begin);
-    Json r = {{"startLine", file.lineOf(at)}, {"startColumn", file.columnOf(at)}};
+public:
+    void want(const SourceFile *file, std::size_t offset) { wanted_.emplace_back(file, offset); }
+
+    void compute()
+    {
+        std::sort(wanted_.begin(), wanted_.end());
+        wanted_.erase(std::unique(wanted_.begin(), wanted_.end()), wanted_.end());
+        columns_.resize(wanted_.size());
+        const SourceFile *file = nullptr;
+        std::size_t line = 0, at = 0, column = 0;
+        for (std::size_t i = 0; i < wanted_.size(); ++i) {
+            const auto [f, offset] = wanted_[i];
+            const std::size_t l = f->lineOf(static_cast<std::ptrdiff_t>(offset));
+            if (f != file || l != line) {
+                file = f, line = l, at = offset;
+                column = f->columnOf(static_cast<std::ptrdiff_t>(offset));
+            } else {
+                // Characters, as columnOf counts them: every byte but UTF-8 continuations.
+                const std::string_view between =
+                    f->decodedFrom(static_cast<std::ptrdiff_t>(at)).substr(0, offset - at);
+                for (const char c : between) {
+                    column += (static_cast<unsigned char>(c) & 0xC0u) != 0x80u ? 1 : 0;
+                }
+                at = offset;
+            }
+            columns_[i] = column;
+        }
+    }
+
+    std::size_t of(const SourceFile *file, std::size_t offset) const
+    {
+        const auto it =
+            std::lower_bound(wanted_.begin(), wanted_.end(), std::make_pair(file, offset));
+        return columns_[static_cast<std::size_t>(it - wanted_.begin())];
+    }
+
+private:
+    std::vector<std::pair<const SourceFile *, std::size_t>> wanted_;
+    std::vector<std::size_t> columns_;
+};
+
+// Line and column (1-based) of an offset of a file, and of the end of a range.
+Json region(const SourceFile &file, const Columns &columns, std::size_t begin,
+            std::optional<std::size_t> end)
+{
+    Json r = {{"startLine", file.lineOf(static_cast<std::ptrdiff_t>(begin))},
+              {"startColumn", columns.of(&file, begin)}};
     if (end) {
         r["endLine"] = file.lineOf(static_cast<std::ptrdiff_t>(*end));
-        r["endColumn"] = file.columnOf(static_cast<std::ptrdiff_t>(*end));
+        r["endColumn"] = columns.of(&file, *end);
     }
     return r;
 }
 
-Json physicalLocation(const Finding &f)
+Json physicalLocation(const Finding &f, const Columns &columns)
 {
     Json location = {{"artifactLocation", {{"uri", artifactUri(f.path)}}}};
     if (f.file == nullptr) {
@@ -71,7 +119,7 @@ Json physicalLocation(const Finding &f)
         }
     } else if (f.offset > 0) {
         // The offset is that of the element's name; the element starts at its '<'.
-        location["region"] = region(*f.file, static_cast<std::size_t>(f.offset) - 1, {});
+        location["region"] = region(*f.file, columns, static_cast<std::size_t>(f.offset) - 1, {});
     } else if (f.line > 0) {
         location["region"] = {{"startLine", f.line}};
     }
@@ -123,8 +171,22 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
                           {"defaultConfiguration", {{"level", levelName(rule.level)}}}});
         rulesJson.push_back(std::move(entry));
     }
-    Json results = Json::array();
+    std::vector<std::optional<Edit>> edits;
+    Columns columns;
     for (const Finding &f : findings) {
+        edits.push_back(f.file != nullptr ? fixOf(f) : std::nullopt);
+        if (f.file != nullptr && f.offset > 0) {
+            columns.want(f.file, static_cast<std::size_t>(f.offset) - 1);
+        }
+        if (edits.back()) {
+            columns.want(f.file, edits.back()->begin);
+            columns.want(f.file, edits.back()->end);
+        }
+    }
+    columns.compute();
+    Json results = Json::array();
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        const Finding &f = findings[i];
         Json result = {{"ruleId", f.code}};
         const Rule *rule = findRule(f.code);
         if (rule != nullptr) {
@@ -133,11 +195,12 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
         result["level"] = levelName(f.level);
         result["message"] = {{"text", f.message}};
         if (!f.path.empty()) {
-            result["locations"] = Json::array({{{"physicalLocation", physicalLocation(f)}}});
+            result["locations"] =
+                Json::array({{{"physicalLocation", physicalLocation(f, columns)}}});
         }
-        if (const std::optional<Edit> edit = f.file != nullptr ? fixOf(f) : std::nullopt) {
+        if (const std::optional<Edit> &edit = edits[i]) {
             const Json replacement = {
-                {"deletedRegion", region(*f.file, edit->begin, edit->end)},
+                {"deletedRegion", region(*f.file, columns, edit->begin, edit->end)},
                 {"insertedContent", {{"text", edit->text}}}};
             const Json change = {{"artifactLocation", {{"uri", artifactUri(f.path)}}},
                                  {"replacements", Json::array({replacement})}};
