@@ -112,6 +112,10 @@ TEST_F(SaveTest, ConfidentialSuffixesAndNearMisses)
         add(nearMiss, "v");
     }
     EXPECT_EQ(parse(save(&policy)), expected);
+    // The suffix test on its own: a suffix as long as the name counts, a longer one does not.
+    EXPECT_EQ(DDS_PropertyHelper_isConfidentialProperty(".password", ".password"), 1);
+    EXPECT_EQ(DDS_PropertyHelper_isConfidentialProperty("a.password", ".password"), 1);
+    EXPECT_EQ(DDS_PropertyHelper_isConfidentialProperty("password", ".password"), 0);
 }
 
 TEST_F(SaveTest, BaseEmptyPolicyAndSkippedProperties)
