@@ -83,6 +83,7 @@ const std::vector<Row> kRows = {
     {"getTransportMinimumCompatibilityVersion out", [] { DDS_PropertyQosPolicy_getTransportMinimumCompatibilityVersion(&g_policy, nullptr, 1); return 0L; }, 0, P, kPre, "out == ((void *)0)"},
     {"save", [] { ZynXMLSaveContext c = ZYN_XML_SAVE_CONTEXT_INITIALIZER; DDS_PropertyQosPolicy_save(nullptr, nullptr, &c); return 0L; }, 0, P, kPre, "self == ((void *)0)"},
     {"saveRedactingConfidentialFields", [] { ZynXMLSaveContext c = ZYN_XML_SAVE_CONTEXT_INITIALIZER; DDS_PropertySeq_saveRedactingConfidentialFields(&g_seq, nullptr, &c, "p", nullptr); return 0L; }, 0, P, kPre, "sequenceTagName == ((void *)0)"},
+    {"is_consistentI", L(DDS_PropertyQosPolicy_is_consistentI(nullptr, DDS_PARTICIPANT_ENTITY_KIND, 9, 9)), 0, P, kPre, "me == ((void *)0)"},
     // ordered search and its comparison
     {"binaryStringSearch targetIndex", L(DDS_PropertyQosPolicy_binaryStringSearch(nullptr, "a", g_table, 0, sizeof(char *), 0)), 0, P, kPre, "targetIndex == ((void *)0)"},
     {"binaryStringSearch target", L(DDS_PropertyQosPolicy_binaryStringSearch(reinterpret_cast<DDS_UnsignedLong *>(&g_long), nullptr, nullptr, 0, sizeof(char *), 0)), 0, P, kPre, "target == ((void *)0)"},

@@ -64,23 +64,15 @@ Values parse(const std::string &xml)
     return out;
 }
 
-TEST_F(SaveTest, SmallPolicyIntoBufferFileAndMeasure)
+TEST_F(SaveTest, SmallPolicyIntoBufferAndMeasured)
 {
     ScopedPolicy policy{{"a", "1"}, {"x.password", "s"}};
     EXPECT_EQ(save(&policy), kSmall);
     EXPECT_EQ(parse(kSmall), (Values{{"a", "1"}, {"x.password", "[redacted]"}}));
-    // Into a file; and with nowhere to write, measuring the size a buffer needs.
-    ZynXMLSaveContext inFile = ZYN_XML_SAVE_CONTEXT_INITIALIZER, measuring = inFile;
-    ASSERT_NE(inFile.fout = std::tmpfile(), nullptr);
-    DDS_PropertyQosPolicy_save(&policy, nullptr, &inFile);
+    // With nowhere to write: measuring the size a buffer needs.
+    ZynXMLSaveContext measuring = ZYN_XML_SAVE_CONTEXT_INITIALIZER;
     DDS_PropertyQosPolicy_save(&policy, nullptr, &measuring);
-    std::string text(kSmall.size() + 8, '\0');
-    std::rewind(inFile.fout);
-    text.resize(std::fread(&text[0], 1, text.size(), inFile.fout));
-    std::fclose(inFile.fout);
-    EXPECT_TRUE(inFile.error == 0 && measuring.error == 0);
-    EXPECT_EQ(text, kSmall);
-    EXPECT_EQ(measuring.outputStringLength, kSmall.size());
+    EXPECT_TRUE(measuring.error == 0 && measuring.outputStringLength == kSmall.size());
 
     // Text is escaped; tag names are not data and are written as given.
     ScopedPolicy special{{"a&b<c>", "\"q\" 'x' & <t>"}};
