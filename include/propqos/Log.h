@@ -14,8 +14,9 @@
  *   assignment is fine before the threads start;
  * - ZynLog_setSink may run at any time from any thread; see its own note for what it promises;
  * - a sink is called on the thread that writes the entry, possibly on several threads at once,
- *   so it must be safe to call concurrently with itself. The entry and everything it points to
- *   live only until the sink returns.
+ *   so it must be safe to call concurrently with itself, and it must return normally (no
+ *   exception or long jump out of it). The entry and everything it points to live only until the
+ *   sink returns.
  * The C++ API (<propqos/PropertyList.hpp>) writes nothing to the log and reads none of this. */
 #ifndef PROPQOS_LOG_H
 #define PROPQOS_LOG_H
