@@ -13,8 +13,8 @@
 #ifndef PROPQOS_VERSION
 #define PROPQOS_VERSION "0.0.0"
 #endif
-#ifndef PROPQOS_HOMEPAGE_URL
-#define PROPQOS_HOMEPAGE_URL ""
+#ifndef PROPQOS_INFORMATION_URI
+#define PROPQOS_INFORMATION_URI ""
 #endif
 
 namespace propqos::cli
@@ -211,8 +211,8 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
         results.push_back(std::move(result));
     }
     Json driver = {{"name", "propqos"}, {"version", PROPQOS_VERSION}};
-    if (*PROPQOS_HOMEPAGE_URL != '\0') {
-        driver["informationUri"] = PROPQOS_HOMEPAGE_URL;
+    if (*PROPQOS_INFORMATION_URI != '\0') {
+        driver["informationUri"] = PROPQOS_INFORMATION_URI;
     }
     driver["rules"] = std::move(rulesJson);
     const Json log = {
