@@ -181,9 +181,10 @@ private:
             return it->second;
         }
         // A participant QoS met before the profile's default one (several in one profile).
-        const Qos &slot = *profile.slot[0];
-        const ValidationAction action =
-            slot.exists ? actionFrom(slot, ProfileSet::effective(slot)) : ValidationAction::Exception;
+        const Qos *slot = profile.slot[0];
+        const ValidationAction action = slot != nullptr && slot->exists
+                                            ? actionFrom(*slot, ProfileSet::effective(*slot))
+                                            : ValidationAction::Exception;
         actions_[&profile] = action;
         return action;
     }
@@ -259,7 +260,11 @@ private:
 
     std::int32_t limit(const Qos &qos, std::size_t field, std::int32_t fallback)
     {
-        const auto &limits = qos.profile->slot[0]->limits;
+        const Qos *participant = qos.profile->slot[0];
+        if (participant == nullptr) {
+            return fallback;
+        }
+        const auto &limits = participant->limits;
         if (!limits || !(*limits)[field].node) {
             return fallback;
         }
@@ -493,13 +498,25 @@ std::string textReport(const std::vector<Finding> &findings, const CheckOptions 
     for (const Finding &f : findings) {
         (f.level == Level::Error ? errors : warnings) += 1;
         unusable += f.code == "unusable-file" ? 1 : 0;
+        if (options.format != "text") {
+            continue;
+        }
         text += formatFinding(f);
         text += '\n';
+        // Written as it goes: the report of a large input need not be held whole.
+        if (text.size() >= (1u << 16)) {
+            out(text);
+            text.clear();
+        }
     }
     if (options.format == "json") {
         text = "{\"findings\": [";
         for (std::size_t i = 0; i < findings.size(); ++i) {
             text += (i == 0 ? "\n  " : ",\n  ") + findingJson(findings[i]);
+            if (text.size() >= (1u << 16)) {
+                out(text);
+                text.clear();
+            }
         }
         text += findings.empty() ? "],\n" : "\n],\n";
         text += " \"summary\": {\"files\": " + std::to_string(files) +
@@ -615,7 +632,8 @@ int runCheck(const CheckOptions &options)
             text += sarifLog(list, typoFix);
         }
     } else if (!options.dryRun) {
-        text += textReport(list, options, options.files.size(), set.profileCount(),
+        out(text);
+        text = textReport(list, options, options.files.size(), set.profileCount(),
                            checker.qosChecked());
     }
     out(text);

@@ -140,12 +140,13 @@ void reportRemoved(const ProfileSet &before, const ProfileSet &after, const std:
             continue;
         }
         for (Entity e : kEntities) {
-            const Qos &was = *profile.slot[static_cast<int>(e)];
-            if (was.exists && !now->slot[static_cast<int>(e)]->exists) {
+            const Qos *was = profile.slot[static_cast<int>(e)];
+            const Qos *is = now->slot[static_cast<int>(e)];
+            if (was != nullptr && was->exists && (is == nullptr || !is->exists)) {
                 Finding g = f;
                 g.code = "removed-qos";
                 g.entity = entityLabel(e);
-                g.message = was.describe() + " is not in " + escaped(newFile);
+                g.message = was->describe() + " is not in " + escaped(newFile);
                 problems.add(std::move(g));
             }
         }

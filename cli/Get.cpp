@@ -50,8 +50,9 @@ int runGet(const GetOptions &options)
         throw InputError("propqos: error: no profile " + quotedShort(profileName) +
                          " in the files given (names are LIB::PROFILE)");
     }
+    const Qos *qos = profile->slot[static_cast<int>(*entity)];
     const PropertyList all =
-        ProfileSet::toList(ProfileSet::effective(*profile->slot[static_cast<int>(*entity)]));
+        qos != nullptr ? ProfileSet::toList(ProfileSet::effective(*qos)) : PropertyList();
     std::optional<PropertyList> selected;
     std::string strippedPrefix;
     if (!hasPrefix) {

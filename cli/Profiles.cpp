@@ -433,16 +433,54 @@ void ProfileSet::resolve(Findings &findings)
 
     // The QoS of every profile: the first of each entity without a topic filter is the
     // profile's default one (also when the profile writes none and only inherits it).
+    // A profile has a default QoS of an entity when it writes one or one of its bases has one;
+    // bases come first in this walk.
+    std::unordered_map<const Profile *, std::array<bool, 3>> has;
+    for (Profile &start : profiles_) {
+        if (start.duplicate || has.count(&start) != 0) {
+            continue;
+        }
+        std::vector<std::pair<const Profile *, std::size_t>> walk{{&start, 0}};
+        std::unordered_set<const Profile *> onWalk{&start};
+        while (!walk.empty()) {
+            auto &[p, next] = walk.back();
+            if (next < p->bases.size()) {
+                const Profile *base = p->bases[next++];
+                if (has.count(base) == 0 && onWalk.insert(base).second) {
+                    walk.emplace_back(base, 0);
+                }
+                continue;
+            }
+            std::array<bool, 3> mine{};
+            for (pugi::xml_node child = p->node.first_child(); child; child = child.next_sibling()) {
+                if (const std::optional<Entity> e =
+                        child.type() == pugi::node_element ? qosEntity(localName(child))
+                                                           : std::nullopt) {
+                    mine[static_cast<int>(*e)] = true;
+                }
+            }
+            for (const Profile *base : p->bases) {
+                const auto it = has.find(base);
+                for (int k = 0; k < 3 && it != has.end(); ++k) {
+                    mine[k] = mine[k] || it->second[k];
+                }
+            }
+            has[p] = mine;
+            walk.pop_back();
+        }
+    }
     std::vector<std::pair<Qos *, std::string>> qosBases; // a base_name on the QoS element
     for (Profile &p : profiles_) {
         if (p.duplicate) {
             continue;
         }
         for (Entity e : kEntities) {
-            qos_.emplace_back();
-            qos_.back().profile = &p;
-            qos_.back().entity = e;
-            p.slot[static_cast<int>(e)] = &qos_.back();
+            if (has[&p][static_cast<int>(e)]) {
+                qos_.emplace_back();
+                qos_.back().profile = &p;
+                qos_.back().entity = e;
+                p.slot[static_cast<int>(e)] = &qos_.back();
+            }
         }
         for (pugi::xml_node child = p.node.first_child(); child; child = child.next_sibling()) {
             if (child.type() != pugi::node_element) {
@@ -474,14 +512,17 @@ void ProfileSet::resolve(Findings &findings)
     std::unordered_set<const Qos *> ownBase;
     for (const auto &[qos, name] : qosBases) {
         ownBase.insert(qos);
-        if (const Profile *base = lookUp(name, qos->node, *qos->profile)) {
+        const Profile *base = lookUp(name, qos->node, *qos->profile);
+        if (base != nullptr && base->slot[static_cast<int>(qos->entity)] != nullptr) {
             qos->bases.push_back(base->slot[static_cast<int>(qos->entity)]);
         }
     }
     for (Qos &qos : qos_) {
         if (ownBase.count(&qos) == 0) {
             for (const Profile *base : qos.profile->bases) {
-                qos.bases.push_back(base->slot[static_cast<int>(qos.entity)]);
+                if (Qos *slot = base->slot[static_cast<int>(qos.entity)]) {
+                    qos.bases.push_back(slot);
+                }
             }
         }
     }
@@ -581,6 +622,7 @@ void ProfileSet::resolve(Findings &findings)
                 continue;
             }
             readElements(*qos, findings);
+            qos->own.shrink_to_fit();
             if (e == Entity::Participant) {
                 const pugi::xml_node limits = childNamed(qos->node, "resource_limits");
                 std::shared_ptr<Limits> own;

@@ -123,7 +123,7 @@ struct Profile {
     std::string qualified; // "Lib::Profile", or "Profile" without a library
     std::vector<std::pair<std::string, pugi::xml_node>> baseNames; // as written, in order
     std::vector<const Profile *> bases;
-    std::array<Qos *, 3> slot{}; // by Entity: the default QoS
+    std::array<Qos *, 3> slot{}; // by Entity: the default QoS; null when it has none
     bool duplicate = false;      // a later definition of a name already defined
 };
 

@@ -479,9 +479,14 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "propqos: error: unexpected failure\n");
         code = kExitUnusable;
     }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        std::fprintf(stderr, "propqos: error: cannot write the output: %s\n",
-                     std::strerror(errno ? errno : EIO));
+    // Output still buffered may fail only now (a full disk, a closed pipe): said once, and
+    // never an exit status that claims success.
+    const bool failedBefore = std::ferror(stdout) != 0;
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout) != 0)) {
+        if (!failedBefore || code != kExitUnusable) {
+            std::fprintf(stderr, "propqos: error: cannot write the output: %s\n",
+                         std::strerror(errno ? errno : EIO));
+        }
         code = kExitUnusable;
     }
     return code;
