@@ -97,6 +97,7 @@ public:
 
     void run(const ProfileSet &set)
     {
+        settled_.assign(set.elementCount(), kUnjudged);
         for (Entity e : kEntities) {
             set.forEachEffective(e, [&](const Qos &qos, const std::vector<const ElementRef *> &list) {
                 check(qos, list);
@@ -350,13 +351,13 @@ private:
         for (const ElementRef *ref : list) {
             // Names the user declared known are taken out of the check.
             if (!known_.empty() && known_.contains(ref->name)) {
-                settled_.emplace(ref, SIZE_MAX);
+                settled_[ref->index] = kKnown;
                 continue;
             }
-            const auto it = settled_.find(ref);
-            if (it != settled_.end()) {
-                if (it->second != SIZE_MAX) {
-                    findings_.inherit(it->second, qos.profile, rejects);
+            const std::size_t judged = settled_[ref->index];
+            if (judged != kUnjudged) {
+                if (judged != kKnown) {
+                    findings_.inherit(judged, qos.profile, rejects);
                 }
                 continue;
             }
@@ -370,7 +371,7 @@ private:
                                           " is too long to be one (over " +
                                           std::to_string(kMaxNameLength) + ")",
                                       std::string(ref->name.substr(0, 64)) + "..."));
-                settled_[ref] = findings_.list().size() - 1;
+                settled_[ref->index] = findings_.list().size() - 1;
             }
         }
         // A name already found unknown under the same plug-in context is unknown here too, with
@@ -379,7 +380,7 @@ private:
         const std::string context = contextOf(qos, list);
         std::size_t named = 0;
         for (const ElementRef *ref : list) {
-            if (settled_.count(ref) != 0) {
+            if (settled_[ref->index] != kUnjudged) {
                 continue;
             }
             const auto known = unknownNames_.find(context + std::string(ref->name));
@@ -392,7 +393,7 @@ private:
             }
         }
         PropertyList rest = ProfileSet::toList(
-            list, [&](const ElementRef &ref) { return settled_.count(&ref) != 0; });
+            list, [&](const ElementRef &ref) { return settled_[ref.index] != kUnjudged; });
         ValidationReport report = rest.validate(entityKind(qos.entity), action);
         std::unordered_map<std::string_view, const ElementRef *> byName;
         // The module names the first unknown name under each prefix (or only the first of all,
@@ -460,10 +461,10 @@ private:
                                   u.name, suggestion));
             return;
         }
+        // Said once: the profiles that inherit the element count towards this finding.
         findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), level, "unknown-property",
-                              std::move(message), u.name, suggestion),
-                      keyOf("unknown-property", ref));
-        settled_[ref] = findings_.find(keyOf("unknown-property", ref));
+                              std::move(message), u.name, suggestion));
+        settled_[ref->index] = findings_.list().size() - 1;
     }
 
     void reportFailure(const Qos &qos, const ValidationReport &report)
@@ -482,8 +483,9 @@ private:
     Findings &findings_;
     std::size_t qosChecked_ = 0;
     std::unordered_map<const Profile *, ValidationAction> actions_;
-    // Elements whose name is judged: the index of the finding about it (SIZE_MAX: none).
-    std::unordered_map<const ElementRef *, std::size_t> settled_;
+    // Elements whose name is judged: the index of the finding about it, or known.
+    static constexpr std::size_t kUnjudged = SIZE_MAX, kKnown = SIZE_MAX - 1;
+    std::vector<std::size_t> settled_; // by element index
     // Names found unknown, by plug-in context: the closest known name the module gave.
     std::unordered_map<std::string, std::string> unknownNames_;
 };

@@ -303,6 +303,7 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
                     }
                     ref.propagate = flag.value_or(false);
                 }
+                ref.index = elements_++;
                 qos.own.push_back(ref);
             }
         }

@@ -86,6 +86,7 @@ struct ElementRef {
     pugi::xml_node node;     // the <element>
     pugi::xml_node nameNode; // its <name>
     const Qos *owner = nullptr;
+    std::size_t index = 0;   // among all the elements of the set, from 0
 };
 
 // A participant resource limit as set, with where.
@@ -143,6 +144,7 @@ public:
     const std::deque<Profile> &profiles() const { return profiles_; }
     const Profile *find(std::string_view qualified) const;
     std::size_t profileCount() const;
+    std::size_t elementCount() const { return elements_; }
 
     // The elements in force for each existing QoS of entity `e`, bases before the QoS that
     // inherit from them: the bases' first, in order, each later one adding or replacing by name,
@@ -168,6 +170,7 @@ private:
     std::deque<std::string> texts_; // element texts assembled from several pieces
     std::unordered_map<std::string, std::size_t> byName_;
     std::vector<std::string> external_;
+    std::size_t elements_ = 0;
     std::array<std::vector<Qos *>, 3> order_;
 };
 
