@@ -2,138 +2,75 @@
 #include <propqos/testing.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#include <sys/sysinfo.h>
+#endif
+
+// Every block comes straight from the C allocator at its exact size, without a header: property
+// lists are many small strings, and a per-thread cache of released blocks (tried before) won
+// only while one policy at a time was copied and released; with many policies alive it lost,
+// and blocks released after a thread's cache was drained at thread exit were lost with it.
+// The C allocator keeps its own per-thread caches, released properly.
 namespace {
 
-// The counters are a test seam: exact for one thread, and free of data races (though not exact)
-// when several threads use the module on their own policies at once.
+// The counters are a test seam. Each is updated with one atomic read-modify-write, so that
+// ZynHeap_getOutstanding is exact even while several threads use the module.
 std::atomic<long> g_failAfter{-1};   // allocations still allowed before injected failures; <0: none
 std::atomic<long> g_outstanding{0};
 std::atomic<long> g_allocationCount{0};
 
-void bump(std::atomic<long> &counter, long by)
-{
-    counter.store(counter.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
-}
-
 bool injectedFailureDue()
 {
     long left = g_failAfter.load(std::memory_order_relaxed);
-    if (left < 0) {
-        return false;
-    }
-    if (left == 0) {
-        return true;
-    }
-    g_failAfter.store(left - 1, std::memory_order_relaxed);
-    return false;
-}
-
-// Property lists are made of many small strings that are allocated and released together (a
-// deep copy, an extraction, a finalize). Each thread keeps the small blocks it releases in
-// per-size free lists and hands them out again, which spares the general allocator most of its
-// work. Every block carries a header with its size class so that release knows where it goes.
-// Sanitizer builds leave pooling out so that every release reaches the checked allocator.
-constexpr size_t kHeader = 16;            // keeps the caller's memory 16-byte aligned
-// Strings: blocks of 16 to 128 bytes in steps of 16, many of each kept aside. Sequence storage
-// and per-call indexes: blocks of 256 bytes to 16 KiB in powers of two, a few of each.
-constexpr size_t kClassStep = 16;
-constexpr size_t kSmallClasses = 8;
-constexpr size_t kLargeClasses = 7;
-constexpr size_t kClassCount = kSmallClasses + kLargeClasses;
-constexpr size_t kMaxPooledSmall = 512;    // bounds what a thread keeps aside
-constexpr size_t kMaxPooledLarge = 8;
-
-// The size class of a request, or kClassCount when it is not pooled.
-size_t classFor(size_t size)
-{
-    if (size <= kSmallClasses * kClassStep) {
-        return size == 0 ? 0 : (size - 1) / kClassStep;
-    }
-    size_t large = 0;
-    for (size_t capacity = 256; capacity < size; capacity *= 2) {
-        if (++large == kLargeClasses) {
-            return kClassCount;
+    while (left > 0) {
+        if (g_failAfter.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) {
+            return false;
         }
     }
-    return kSmallClasses + large;
+    return left == 0;
 }
 
-size_t capacityOf(size_t sizeClass)
+// The largest block worth asking for: what the machine could hold in memory and swap. A larger
+// request fails at once instead of being granted on credit and failing page by page later.
+size_t holdableBytes()
 {
-    return sizeClass < kSmallClasses ? (sizeClass + 1) * kClassStep
-                                     : size_t{256} << (sizeClass - kSmallClasses);
-}
-constexpr unsigned char kUnpooled = 0xFF;
-
-#if defined(PROPQOS_HEAP_NO_POOL)
-constexpr bool kPooling = false;
-#else
-constexpr bool kPooling = true;
-#endif
-
-struct FreeBlock {
-    FreeBlock *next;
-};
-
-// Plain data, so that reaching it costs no initialisation check; the initial-exec model keeps
-// it one instruction away even in position-independent code.
-struct PoolLists {
-    FreeBlock *head[kClassCount];
-    size_t count[kClassCount];
-    bool drainAtExit;
-};
-#if defined(__GNUC__)
-__attribute__((tls_model("initial-exec")))
-#endif
-thread_local PoolLists t_pool;
-
-// Gives the blocks a thread kept aside back to the system when the thread ends.
-struct PoolDrain {
-    ~PoolDrain()
-    {
-        for (size_t sizeClass = 0; sizeClass < kClassCount; ++sizeClass) {
-            while (FreeBlock *block = t_pool.head[sizeClass]) {
-                t_pool.head[sizeClass] = block->next;
-                std::free(reinterpret_cast<unsigned char *>(block) - kHeader);
+    static const size_t holdable = [] {
+        size_t limit = static_cast<size_t>(PTRDIFF_MAX);
+#if defined(__GLIBC__)
+        struct sysinfo info {};
+        if (sysinfo(&info) == 0) {
+            const unsigned long long total =
+                (static_cast<unsigned long long>(info.totalram) + info.totalswap) * info.mem_unit;
+            if (total > 0 && total < limit) {
+                limit = static_cast<size_t>(total);
             }
-            t_pool.count[sizeClass] = 0;
         }
-    }
-};
-
-void *takePooled(size_t sizeClass)
-{
-    FreeBlock *block = t_pool.head[sizeClass];
-    if (block != nullptr) {
-        t_pool.head[sizeClass] = block->next;
-        --t_pool.count[sizeClass];
-    }
-    return block;
+#endif
+        return limit;
+    }();
+    return holdable;
 }
 
-bool givePooled(size_t sizeClass, void *memory)
+// Counts the attempt; true when it is to be refused.
+bool refused(size_t size)
 {
-    if (t_pool.count[sizeClass] >= (sizeClass < kSmallClasses ? kMaxPooledSmall : kMaxPooledLarge)) {
-        return false;
-    }
-    if (!t_pool.drainAtExit) {
-        static thread_local PoolDrain drain;   // constructed once per thread, on first use
-        (void)drain;
-        t_pool.drainAtExit = true;
-    }
-    auto *block = static_cast<FreeBlock *>(memory);
-    block->next = t_pool.head[sizeClass];
-    t_pool.head[sizeClass] = block;
-    ++t_pool.count[sizeClass];
-    return true;
+    g_allocationCount.fetch_add(1, std::memory_order_relaxed);
+    return injectedFailureDue() || size > holdableBytes();
 }
 
-unsigned char &classOf(void *memory)
+size_t usableSize(void *memory)
 {
-    return *(static_cast<unsigned char *>(memory) - kHeader);
+#if defined(__GLIBC__)
+    return malloc_usable_size(memory);
+#else
+    (void)memory;
+    return 0;   // unknown: every resize goes to the allocator
+#endif
 }
 
 }  // namespace
@@ -142,23 +79,13 @@ extern "C" {
 
 void *ZynHeap_allocate(size_t size)
 {
-    bump(g_allocationCount, 1);
-    if (injectedFailureDue() || size > static_cast<size_t>(-1) - kHeader) {
+    if (refused(size)) {
         return nullptr;
     }
-    size_t sizeClass = kPooling ? classFor(size) : kClassCount;
-    void *memory = sizeClass < kClassCount ? takePooled(sizeClass) : nullptr;
-    if (memory == nullptr) {
-        size_t payload = sizeClass < kClassCount ? capacityOf(sizeClass) : size;
-        auto *block = static_cast<unsigned char *>(std::malloc(kHeader + (payload == 0 ? 1 : payload)));
-        if (block == nullptr) {
-            return nullptr;
-        }
-        memory = block + kHeader;
-        classOf(memory) =
-            sizeClass < kClassCount ? static_cast<unsigned char>(sizeClass) : kUnpooled;
+    void *memory = std::malloc(size == 0 ? 1 : size);
+    if (memory != nullptr) {
+        g_outstanding.fetch_add(1, std::memory_order_relaxed);
     }
-    bump(g_outstanding, 1);
     return memory;
 }
 
@@ -167,11 +94,46 @@ void *ZynHeap_allocateZeroed(size_t count, size_t size)
     if (size != 0 && count > static_cast<size_t>(-1) / size) {
         return nullptr;
     }
-    void *memory = ZynHeap_allocate(count * size);
+    const size_t bytes = count * size;
+    if (refused(bytes)) {
+        return nullptr;
+    }
+    // calloc takes fresh pages from the system already zeroed and leaves them untouched, so a
+    // large zeroed block costs nothing until it is used.
+    void *memory = std::calloc(bytes == 0 ? 1 : bytes, 1);
     if (memory != nullptr) {
-        std::memset(memory, 0, count * size);
+        g_outstanding.fetch_add(1, std::memory_order_relaxed);
     }
     return memory;
+}
+
+void *ZynHeap_reallocate(void *memory, size_t size)
+{
+    if (memory == nullptr) {
+        return ZynHeap_allocate(size);
+    }
+    if (refused(size)) {
+        return nullptr;
+    }
+    const size_t wanted = size == 0 ? 1 : size;
+    const size_t usable = usableSize(memory);
+    // Within the block and not much smaller than it: nothing to do. A block grown by the unit
+    // (a sequence whose maximum rises by one per element) thus moves only now and then.
+    if (wanted <= usable && usable - wanted <= usable / 2 + 64) {
+        return memory;
+    }
+    void *resized = nullptr;
+    if (wanted > usable && usable != 0) {
+        // Growth: room for half as much again, so that repeated growth is amortised linear.
+        const size_t roomy = usable + usable / 2;
+        if (roomy > wanted && roomy <= holdableBytes()) {
+            resized = std::realloc(memory, roomy);
+        }
+    }
+    if (resized == nullptr) {
+        resized = std::realloc(memory, wanted);
+    }
+    return resized;
 }
 
 void ZynHeap_free(void *memory)
@@ -179,12 +141,8 @@ void ZynHeap_free(void *memory)
     if (memory == nullptr) {
         return;
     }
-    bump(g_outstanding, -1);
-    unsigned char sizeClass = classOf(memory);
-    if (sizeClass != kUnpooled && givePooled(sizeClass, memory)) {
-        return;
-    }
-    std::free(static_cast<unsigned char *>(memory) - kHeader);
+    g_outstanding.fetch_sub(1, std::memory_order_relaxed);
+    std::free(memory);
 }
 
 void ZynHeap_setFailAfter(long count)

@@ -164,9 +164,29 @@ struct Sequence {
         if (max == self->_maximum) {
             return DDS_BOOLEAN_TRUE;
         }
+        // Every slot beyond the length holds null strings (releaseRange clears what it takes
+        // out). The maximum is exactly what was asked; the storage may keep room beyond it, so
+        // that raising the maximum one element at a time costs amortised constant time.
+        const DDS_UnsignedLong oldMax = self->_maximum;
+        if (max > 0 && self->_contiguous_buffer != nullptr && (max < oldMax || max - oldMax <= oldMax)) {
+            // Shrinking, or growing by at most the present size: resized in place where the
+            // heap can, and only the new slots are cleared.
+            auto *buffer = static_cast<Elem *>(
+                ZynHeap_reallocate(self->_contiguous_buffer, max * sizeof(Elem)));
+            if (buffer == nullptr) {
+                return DDS_BOOLEAN_FALSE;
+            }
+            if (max > oldMax) {
+                std::memset(static_cast<void *>(buffer + oldMax), 0, (max - oldMax) * sizeof(Elem));
+            }
+            self->_contiguous_buffer = buffer;
+            self->_maximum = max;
+            return DDS_BOOLEAN_TRUE;
+        }
+        // A large growth takes fresh zeroed storage, which is not touched until used: copying
+        // the present elements costs less than the slots added.
         Elem *buffer = nullptr;
         if (max > 0) {
-            // Zeroed, so every slot beyond the length holds null strings.
             buffer = static_cast<Elem *>(ZynHeap_allocateZeroed(max, sizeof(Elem)));
             if (buffer == nullptr) {
                 return DDS_BOOLEAN_FALSE;
@@ -519,9 +539,12 @@ DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Prope
         return DDS_PropertySeq_add_element(self, element, name, value);
     }
     // A value that fits in the string already held is written over it: replacing a setting
-    // with one of the same size is the common case and needs no allocation.
+    // with one of about the same size is the common case and needs no allocation. A much
+    // shorter one gets a string of its own, so that the larger one is given back.
     size_t length = std::strlen(value);
-    if (self->_owned && existing->value != nullptr && length <= std::strlen(existing->value)) {
+    size_t held = self->_owned && existing->value != nullptr ? std::strlen(existing->value) : 0;
+    if (self->_owned && existing->value != nullptr && length <= held &&
+        held - length <= length + 64) {
         std::memmove(existing->value, value, length + 1);
     } else {
         char *copy = DDS_String_dup(value);

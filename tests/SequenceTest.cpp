@@ -1,7 +1,11 @@
 // The platform layer under the module: the three sequence families, the string allocator, the
 // bounded string utilities, the string searches, the presentation form and the logging service.
+#include <pthread.h>
+
+#include <cstdint>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -333,6 +337,79 @@ TEST_F(SequenceTest, FromDelimitedStringSplitsTrimsAndDropsEmptyPieces)
     EXPECT_NE(DDS_StringSeq_from_delimited_string(&seq.seq, nullptr, ','), DDS_RETCODE_OK);
 
 
+}
+
+// The maximum is exactly what was asked, whatever room the storage keeps: growth one slot at a
+// time, large growth and shrinking keep the elements and leave every slot beyond them empty.
+TYPED_TEST(FamilyTest, MaximumIsExactWhateverTheStorageKeeps)
+{
+    using F = TypeParam;
+    Scoped<F> s;
+    fill(&s.seq, {"a=1", "b=2", "c=3"});
+    const std::string empty = show(typename F::Elem{});
+    for (DDS_Long max = 4; max <= 300; ++max) {
+        ASSERT_TRUE(F::setMaximum(&s.seq, max));
+        ASSERT_EQ(F::maximum(&s.seq), max);
+    }
+    for (DDS_Long max : {100000, 120, 3, 5000}) {
+        ASSERT_TRUE(F::setMaximum(&s.seq, max));
+        ASSERT_TRUE(F::setLength(&s.seq, max) && F::setLength(&s.seq, 3));
+        EXPECT_EQ(F::maximum(&s.seq), max);
+    }
+    ASSERT_TRUE(F::ensureLength(&s.seq, 5000, 5000));
+    std::string expected = "a=1;b=2;c=3;";
+    for (int i = 3; i < 5000; ++i)
+        expected += empty + ";";
+    EXPECT_EQ(describe(s.seq), expected);
+}
+
+// The heap: resizing keeps the contents and a failed one the block; sizes no machine holds fail
+// at once; the accounting stays exact while threads allocate and release at once, and when
+// policies are finalized by thread-exit destructors (the fixture checks that nothing is left).
+TEST_F(SequenceTest, HeapResizesRefusesTheImpossibleAndCountsExactlyUnderThreads)
+{
+    auto *block = static_cast<unsigned char *>(ZynHeap_allocate(1));
+    block[0] = 7;
+    for (size_t previous = 1, size = 2; size <= 100000; previous = size, size += size / 8 + 1) {
+        block = static_cast<unsigned char *>(ZynHeap_reallocate(block, size));
+        ASSERT_NE(block, nullptr);
+        EXPECT_EQ(block[previous - 1], 7 + (previous - 1) % 5) << size;
+        for (size_t i = size / 2; i < size; ++i)
+            block[i] = static_cast<unsigned char>(7 + i % 5);
+    }
+    {
+        FailAfter armed(0);
+        EXPECT_EQ(ZynHeap_reallocate(block, 1 << 20), nullptr);
+    }
+    block = static_cast<unsigned char *>(ZynHeap_reallocate(block, 3));
+    EXPECT_EQ(block[0], 7);
+    ZynHeap_free(block);
+    EXPECT_TRUE(!ZynHeap_allocate(SIZE_MAX / 2) && !ZynHeap_allocateZeroed(SIZE_MAX / 4, 2) &&
+                !ZynHeap_allocateZeroed(3, SIZE_MAX / 2));
+
+    pthread_key_t key;
+    ASSERT_EQ(pthread_key_create(&key, [](void *p) {
+                  DDS_PropertyQosPolicy_finalize(static_cast<DDS_PropertyQosPolicy *>(p));
+                  delete static_cast<DDS_PropertyQosPolicy *>(p);
+              }),
+              0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 16; ++t) {
+        threads.emplace_back([key] {
+            auto *policy = new DDS_PropertyQosPolicy DDS_PropertyQosPolicy_INITIALIZER;
+            for (int i = 0; i < 200; ++i) {
+                const std::string name = "p." + std::to_string(i);
+                DDS_PropertyQosPolicyHelper_assert_property(policy, name.c_str(), "v", 0);
+                DDS_PropertyQosPolicy copy = DDS_PropertyQosPolicy_INITIALIZER;
+                DDS_PropertyQosPolicy_copy(&copy, policy);
+                DDS_PropertyQosPolicy_finalize(&copy);
+            }
+            pthread_setspecific(key, policy);
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    pthread_key_delete(key);
 }
 
 TEST_F(SequenceTest, BoundedStringsCountCapacityWithoutTheTerminator)

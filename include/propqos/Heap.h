@@ -11,12 +11,21 @@
 
 PROPQOS_BEGIN_DECLS
 
-/* Returns null when memory is exhausted or an injected failure is due. A size of 0 is served
- * as 1 byte so that a successful result is never null. */
+/* Returns null when memory is exhausted, the size exceeds what the machine could ever hold, or
+ * an injected failure is due. A size of 0 is served as 1 byte so that a successful result is
+ * never null. Safe to call from any thread. */
 void *ZynHeap_allocate(size_t size);
-/* Zero-filled allocation of count * size bytes; null on overflow of the product. */
+/* Zero-filled allocation of count * size bytes; null on overflow of the product. Pages fresh
+ * from the system are not touched, so a large block costs nothing until it is written. */
 void *ZynHeap_allocateZeroed(size_t count, size_t size);
-/* Releases memory from ZynHeap_allocate or ZynHeap_allocateZeroed; null is ignored. */
+/* Resizes a block from this heap, keeping its first min(old, new) bytes; the bytes beyond are
+ * unspecified. Null `memory` allocates. On failure returns null and `memory` is unchanged and
+ * still the caller's. A block may keep room beyond `size`, so that growing it again by a little
+ * is free: growth by one unit at a time is amortised linear. A block asked to become much
+ * smaller gives its excess back. */
+void *ZynHeap_reallocate(void *memory, size_t size);
+/* Releases memory from ZynHeap_allocate, ZynHeap_allocateZeroed or ZynHeap_reallocate; null is
+ * ignored. */
 void ZynHeap_free(void *memory);
 
 /* Heap arrays. `arrayAddress` is the address of the caller's array pointer; the slot type is

@@ -15,7 +15,7 @@ PROPQOS_BEGIN_DECLS
 
 /* The next `count` allocations succeed, later ones fail; negative: none fails (the default). */
 void ZynHeap_setFailAfter(long count);
-/* Allocations not yet released. */
+/* Allocations not yet released: exact, also while other threads allocate and release. */
 long ZynHeap_getOutstanding(void);
 /* Allocations attempted since the process started (failed ones included). */
 long ZynHeap_getAllocationCount(void);
