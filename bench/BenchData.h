@@ -54,6 +54,11 @@ std::vector<Property> validParticipantProperties(int count, int *distinct = null
 std::vector<Property> validWriterProperties(int count, uint32_t seed);
 std::vector<Property> validReaderProperties(int count, uint32_t seed);
 
+// The batch scenario: this many policies (or outputs) alive at once, all made in one timing and
+// released in it, as a program that holds many QoS objects does. The single scenario makes one
+// and releases it before the next, so the allocator always has the block just released.
+constexpr int kBatch = 64;
+
 // A value of 5 to 40 characters.
 std::string makeValue(Random &random);
 

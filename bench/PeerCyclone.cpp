@@ -8,6 +8,7 @@
 
 #include <dds/dds.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -117,6 +118,56 @@ void deepCopy(benchmark::State &state)
     dds_delete_qos(copy);
 }
 
+// ---- the batch scenario: kBatch policies alive at once ----
+
+void deepCopyBatch(benchmark::State &state)
+{
+    Qos qos(makeProperties(int(state.range(0))));
+    std::vector<dds_qos_t *> copies(kBatch);
+    for (auto &copy : copies) copy = dds_create_qos();
+    for (auto _ : state) {
+        for (auto *copy : copies) benchmark::DoNotOptimize(dds_copy_qos(copy, qos.qos));
+        for (auto *copy : copies) dds_reset_qos(copy);
+    }
+    for (auto *copy : copies) dds_delete_qos(copy);
+}
+
+void assertReplaceBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<std::unique_ptr<Qos>> policies;
+    for (int k = 0; k < kBatch; ++k) policies.push_back(std::make_unique<Qos>(properties));
+    const auto order = lookupOrder(properties);
+    const char *values[2] = {"65536", "tcp://10.10.1.17:7400"};
+    size_t j = 0;
+    unsigned flip = 0;
+    for (auto _ : state) {
+        for (auto &qos : policies) dds_qset_prop(qos->qos, order[j].c_str(), values[flip]);
+        if (++j == order.size()) {
+            j = 0;
+            flip ^= 1;
+        }
+    }
+    if (policies[0]->size() != properties.size()) state.SkipWithError("assert of a present name appended");
+}
+
+void assertAppendBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<std::unique_ptr<Qos>> policies;
+    for (int k = 0; k < kBatch; ++k) policies.push_back(std::make_unique<Qos>(properties));
+    const auto absent = absentNames();
+    size_t j = 0;
+    for (auto _ : state) {
+        for (auto &qos : policies) {
+            dds_qset_prop(qos->qos, absent[j].c_str(), "enabled");
+            dds_qunset_prop(qos->qos, absent[j].c_str());
+        }
+        if (++j == absent.size()) j = 0;
+    }
+    if (policies[0]->size() != properties.size()) state.SkipWithError("append/remove changed the size");
+}
+
 template <typename Fn>
 void registerSizes(const char *name, Fn fn)
 {
@@ -129,6 +180,9 @@ const int registered = [] {
     registerSizes("assert_replace/cyclone", assertReplace);
     registerSizes("assert_append/cyclone", assertAppend);
     registerSizes("deep_copy/cyclone", deepCopy);
+    registerSizes("deep_copy_batch/cyclone", deepCopyBatch);
+    registerSizes("assert_replace_batch/cyclone", assertReplaceBatch);
+    registerSizes("assert_append_batch/cyclone", assertAppendBatch);
     return 0;
 }();
 

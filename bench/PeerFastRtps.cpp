@@ -158,6 +158,90 @@ void extractWithoutPrefix(benchmark::State &state)
     }
 }
 
+// ---- the batch scenario: kBatch policies or outputs alive at once ----
+
+void deepCopyBatch(benchmark::State &state)
+{
+    const PropertyPolicy policy = makePolicy(makeProperties(int(state.range(0))));
+    std::vector<PropertyPolicy> copies;
+    copies.reserve(kBatch);
+    for (auto _ : state) {
+        for (int k = 0; k < kBatch; ++k) copies.emplace_back(policy);
+        benchmark::DoNotOptimize(copies.data());
+        copies.clear();
+    }
+}
+
+// Names kept whole (composed with the public API, as in the single scenario) or without the
+// prefix (its own helper).
+template <bool keepPrefix>
+void extractBatch(benchmark::State &state)
+{
+    const int n = int(state.range(0));
+    const PropertyPolicy policy = makePolicy(makeProperties(n));
+    const std::string prefix = std::string(extractionPrefix()) + ".";
+    auto extract = [&] {
+        if (!keepPrefix) return PropertyPolicyHelper::get_properties_with_prefix(policy, prefix);
+        PropertyPolicy out;
+        for (const auto &p : policy.properties()) {
+            if (p.name().compare(0, prefix.size(), prefix) == 0) out.properties().push_back(p);
+        }
+        return out;
+    };
+    std::vector<PropertyPolicy> outs;
+    outs.reserve(kBatch);
+    for (auto _ : state) {
+        for (int k = 0; k < kBatch; ++k) outs.push_back(extract());
+        const bool ok = int(outs[0].properties().size()) == n / 8;
+        outs.clear();
+        if (!ok) {
+            state.SkipWithError("extraction did not select one eighth");
+            break;
+        }
+    }
+}
+
+void assertReplaceBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<PropertyPolicy> policies(kBatch, makePolicy(properties));
+    const auto order = lookupOrder(properties);
+    const std::string values[2] = {"65536", "tcp://10.10.1.17:7400"};
+    size_t j = 0;
+    unsigned flip = 0;
+    for (auto _ : state) {
+        for (auto &policy : policies) assertProperty(policy, order[j], values[flip]);
+        if (++j == order.size()) {
+            j = 0;
+            flip ^= 1;
+        }
+    }
+    if (policies[0].properties().size() != properties.size()) state.SkipWithError("assert of a present name appended");
+}
+
+void assertAppendBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<PropertyPolicy> policies(kBatch, makePolicy(properties));
+    const auto absent = absentNames();
+    const std::string value = "enabled";
+    size_t j = 0;
+    for (auto _ : state) {
+        for (auto &policy : policies) {
+            assertProperty(policy, absent[j], value);
+            auto &seq = policy.properties();
+            for (auto it = seq.begin(); it != seq.end(); ++it) {
+                if (it->name() == absent[j]) {
+                    seq.erase(it);
+                    break;
+                }
+            }
+        }
+        if (++j == absent.size()) j = 0;
+    }
+    if (policies[0].properties().size() != properties.size()) state.SkipWithError("append/remove changed the size");
+}
+
 template <typename Fn>
 void registerSizes(const char *name, Fn fn)
 {
@@ -172,6 +256,11 @@ const int registered = [] {
     registerSizes("deep_copy/fastrtps", deepCopy);
     registerSizes("extract_with_prefix/fastrtps", extractWithPrefix);
     registerSizes("extract_without_prefix/fastrtps", extractWithoutPrefix);
+    registerSizes("deep_copy_batch/fastrtps", deepCopyBatch);
+    registerSizes("extract_with_prefix_batch/fastrtps", extractBatch<true>);
+    registerSizes("extract_without_prefix_batch/fastrtps", extractBatch<false>);
+    registerSizes("assert_replace_batch/fastrtps", assertReplaceBatch);
+    registerSizes("assert_append_batch/fastrtps", assertAppendBatch);
     return 0;
 }();
 

@@ -7,10 +7,12 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/BenchData.h"
+#include <propqos/Log.h>
 #include <propqos/PropertyQosPolicy.h>
 
 using namespace propqos_bench;
@@ -236,6 +238,82 @@ void saveToString(benchmark::State &state)
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(measure.outputStringLength));
 }
 
+// ---- the batch scenario: kBatch policies or outputs alive at once ----
+
+void deepCopyBatch(benchmark::State &state)
+{
+    Policy policy(makeProperties(int(state.range(0))));
+    std::vector<DDS_PropertyQosPolicy> copies(kBatch, DDS_PropertyQosPolicy{DDS_SEQUENCE_INITIALIZER});
+    for (auto _ : state) {
+        for (auto &copy : copies) benchmark::DoNotOptimize(DDS_PropertyQosPolicy_copy(&copy, policy.get()));
+        for (auto &copy : copies) DDS_PropertyQosPolicy_finalize(&copy);
+    }
+}
+
+template <bool keepPrefix>
+void extractBatch(benchmark::State &state)
+{
+    const int n = int(state.range(0));
+    Policy policy(makeProperties(n));
+    const std::string prefix = std::string(extractionPrefix()) + (keepPrefix ? "." : "");
+    std::vector<DDS_PropertySeq> outs(kBatch, DDS_PropertySeq DDS_SEQUENCE_INITIALIZER);
+    for (auto _ : state) {
+        for (auto &out : outs) {
+            benchmark::DoNotOptimize(
+                keepPrefix ? DDS_PropertyQosPolicyHelper_get_properties(policy.get(), &out, prefix.c_str())
+                           : DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
+                                 policy.get(), &out, prefix.c_str(), DDS_BOOLEAN_FALSE));
+        }
+        const bool ok = DDS_PropertySeq_get_length(&outs[0]) == n / 8 + (keepPrefix ? 0 : 1);
+        for (auto &out : outs) DDS_PropertySeq_finalize(&out);
+        if (!ok) {
+            state.SkipWithError("extraction did not select one eighth");
+            break;
+        }
+    }
+}
+
+// One assert on each of kBatch policies per timing.
+void assertReplaceBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<std::unique_ptr<Policy>> policies;
+    for (int k = 0; k < kBatch; ++k) policies.push_back(std::make_unique<Policy>(properties));
+    const auto order = lookupOrder(properties);
+    const char *values[2] = {"65536", "tcp://10.10.1.17:7400"};
+    size_t j = 0;
+    unsigned flip = 0;
+    for (auto _ : state) {
+        for (auto &policy : policies) {
+            benchmark::DoNotOptimize(DDS_PropertyQosPolicyHelper_assert_property(
+                policy->get(), order[j].c_str(), values[flip], DDS_BOOLEAN_FALSE));
+        }
+        if (++j == order.size()) {
+            j = 0;
+            flip ^= 1;
+        }
+    }
+    if (policies[0]->size() != DDS_Long(properties.size())) state.SkipWithError("assert of a present name appended");
+}
+
+void assertAppendBatch(benchmark::State &state)
+{
+    const auto properties = makeProperties(int(state.range(0)));
+    std::vector<std::unique_ptr<Policy>> policies;
+    for (int k = 0; k < kBatch; ++k) policies.push_back(std::make_unique<Policy>(properties));
+    const auto absent = absentNames();
+    size_t j = 0;
+    for (auto _ : state) {
+        for (auto &policy : policies) {
+            DDS_PropertyQosPolicyHelper_assert_property(policy->get(), absent[j].c_str(), "enabled",
+                                                        DDS_BOOLEAN_FALSE);
+            DDS_PropertyQosPolicyHelper_remove_property(policy->get(), absent[j].c_str());
+        }
+        if (++j == absent.size()) j = 0;
+    }
+    if (policies[0]->size() != DDS_Long(properties.size())) state.SkipWithError("append/remove changed the size");
+}
+
 template <typename Fn>
 void registerSizes(const char *name, Fn fn, const std::vector<int> &sizes)
 {
@@ -254,6 +332,11 @@ const int registered = [] {
     registerSizes("validate_participant/ours", validateParticipant, {16, 64, 256});
     registerSizes("validate_reference_copy/ours", validateReferenceCopy, {16, 64, 256});
     registerSizes("mutability_check/ours", mutabilityCheck, {512});
+    registerSizes("deep_copy_batch/ours", deepCopyBatch, kSizes);
+    registerSizes("extract_with_prefix_batch/ours", extractBatch<true>, kSizes);
+    registerSizes("extract_without_prefix_batch/ours", extractBatch<false>, kSizes);
+    registerSizes("assert_replace_batch/ours", assertReplaceBatch, kSizes);
+    registerSizes("assert_append_batch/ours", assertAppendBatch, kSizes);
     registerSizes("save_to_string/ours", saveToString, {512});
     return 0;
 }();
