@@ -2,6 +2,7 @@
 #include <cstring>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <nlohmann/json.hpp>
 
@@ -153,6 +154,50 @@ void reportRemoved(const ProfileSet &before, const ProfileSet &after, const std:
     }
 }
 
+// A name the middleware does not know has no mutability of its own: the change check lets it
+// through, which says nothing about what an entity would do. Such changes are warned about.
+void warnUnknownChanges(const Qos &qos, const PropertyList &newList,
+                        const std::unordered_map<std::string_view, std::string_view> &oldValues,
+                        const std::vector<const ElementRef *> &elements, Findings &problems)
+{
+    // The module names the first unknown name under each prefix: check again without them.
+    std::unordered_set<std::string> unknown;
+    PropertyList rest(newList);
+    for (std::size_t round = 0; round < kMaxRefusedNamed; ++round) {
+        const ValidationReport report =
+            rest.validate(entityKind(qos.entity), ValidationAction::Warning);
+        if (report.unexpected.empty()) {
+            break;
+        }
+        for (const UnexpectedName &u : report.unexpected) {
+            unknown.insert(u.name);
+            rest.remove(u.name);
+        }
+    }
+    for (const ElementRef *ref : elements) {
+        const auto was = oldValues.find(ref->name);
+        if (unknown.count(std::string(ref->name)) == 0 ||
+            (was != oldValues.end() && was->second == ref->value)) {
+            continue;
+        }
+        const Profile &owner = *ref->owner->profile;
+        Finding f;
+        f.file = owner.file;
+        f.path = owner.file->path();
+        f.line = owner.file->lineOf(ref->node);
+        f.offset = ref->node.offset_debug();
+        f.level = Level::Warning;
+        f.code = "unknown-change";
+        f.message = "changing " + cli::quoted(ref->name) + " in " + qos.describe() +
+                    ": the name is unknown to the middleware, so whether an existing entity "
+                    "accepts the change cannot be told";
+        f.profile = qos.profile->qualified;
+        f.entity = entityLabel(qos.entity);
+        f.property = std::string(ref->name);
+        problems.add(std::move(f));
+    }
+}
+
 std::string keyOf(const Qos &qos)
 {
     return qos.profile->qualified + '\n' + entityLabel(qos.entity) + '\n' + qos.label;
@@ -205,6 +250,9 @@ int runDiff(const DiffOptions &options)
         }
         if (c.changed > 0 || c.removed > 0) {
             checkChange(c, oldList, newList, elements, options.enabled);
+        }
+        if (c.changed > 0) {
+            warnUnknownChanges(qos, newList, oldValues, elements, problems);
         }
         comparisons.push_back(std::move(c));
     };

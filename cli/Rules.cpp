@@ -47,6 +47,10 @@ const std::vector<Rule> &rules()
         {"removed-qos", Level::Warning, "QoS of OLD missing from NEW",
          "Reported by diff: a participant, datawriter or datareader QoS that a profile of OLD "
          "has and the same profile in NEW no longer has."},
+        {"unknown-change", Level::Warning, "Change of a property name nobody knows",
+         "Reported by diff: a property added or changed from OLD to NEW whose name the "
+         "middleware does not know; it has no mutability, so whether an existing entity "
+         "accepts the change cannot be told."},
         {"refused-change", Level::Error, "Property change an existing entity would refuse",
          "Reported by diff: a property added or changed from OLD to NEW that is not mutable "
          "(or is mutable only until the entity is enabled)."},
