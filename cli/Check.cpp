@@ -98,6 +98,7 @@ public:
     void run(const ProfileSet &set)
     {
         settled_.assign(set.elementCount(), kUnjudged);
+        judgedIn_.assign(set.elementCount(), 0);
         for (Entity e : kEntities) {
             set.forEachEffective(e, [&](const Qos &qos, const std::vector<const ElementRef *> &list) {
                 check(qos, list);
@@ -348,15 +349,27 @@ private:
             return;
         }
         const bool rejects = action == ValidationAction::Exception;
+        // Whether a name is known depends on the plug-ins the list loads: a judgement holds for
+        // QoS of the same plug-in context; in another one the name is checked again, and when
+        // it is unknown there too, this QoS counts towards the finding already made.
+        const std::string context = contextOf(qos, list);
+        context_ = contextIds_.emplace(context, contextIds_.size() + 1).first->second;
+        std::unordered_set<std::size_t> recheck;
+        const auto settledHere = [&](const ElementRef &ref) {
+            return settled_[ref.index] != kUnjudged && recheck.count(ref.index) == 0;
+        };
         for (const ElementRef *ref : list) {
             // Names the user declared known are taken out of the check.
             if (!known_.empty() && known_.contains(ref->name)) {
                 settled_[ref->index] = kKnown;
+                judgedIn_[ref->index] = kAnyContext;
                 continue;
             }
             const std::size_t judged = settled_[ref->index];
             if (judged != kUnjudged) {
-                if (judged != kKnown) {
+                if (judgedIn_[ref->index] != kAnyContext && judgedIn_[ref->index] != context_) {
+                    recheck.insert(ref->index);
+                } else if (judged != kKnown) {
                     findings_.inherit(judged, qos.profile, rejects);
                 }
                 continue;
@@ -372,19 +385,21 @@ private:
                                           std::to_string(kMaxNameLength) + ")",
                                       std::string(ref->name.substr(0, 64)) + "..."));
                 settled_[ref->index] = findings_.list().size() - 1;
+                judgedIn_[ref->index] = kAnyContext;
             }
         }
         // A name already found unknown under the same plug-in context is unknown here too, with
         // the same closest name: the module's answer is reused instead of asked again.
         const Level level = rejects ? Level::Error : Level::Warning;
-        const std::string context = contextOf(qos, list);
         std::size_t named = 0;
         for (const ElementRef *ref : list) {
-            if (settled_[ref->index] != kUnjudged) {
+            if (settledHere(*ref)) {
                 continue;
             }
             const auto known = unknownNames_.find(context + std::string(ref->name));
-            if (known != unknownNames_.end() && named < kMaxUnknownNamed) {
+            if (known != unknownNames_.end() && recheck.erase(ref->index) != 0) {
+                findings_.inherit(settled_[ref->index], qos.profile, rejects);
+            } else if (known != unknownNames_.end() && named < kMaxUnknownNamed) {
                 UnexpectedName u;
                 u.name = std::string(ref->name);
                 u.suggestion = known->second;
@@ -392,8 +407,7 @@ private:
                 ++named;
             }
         }
-        PropertyList rest = ProfileSet::toList(
-            list, [&](const ElementRef &ref) { return settled_[ref.index] != kUnjudged; });
+        PropertyList rest = ProfileSet::toList(list, settledHere);
         ValidationReport report = rest.validate(entityKind(qos.entity), action);
         std::unordered_map<std::string_view, const ElementRef *> byName;
         // The module names the first unknown name under each prefix (or only the first of all,
@@ -415,8 +429,13 @@ private:
                 }
                 unknownNames_.emplace(context + u.name, u.suggestion);
                 const auto it = byName.find(u.name);
-                reportUnknown(qos, it == byName.end() ? nullptr : it->second, u, level);
-                ++named;
+                const ElementRef *ref = it == byName.end() ? nullptr : it->second;
+                if (ref != nullptr && recheck.erase(ref->index) != 0) {
+                    findings_.inherit(settled_[ref->index], qos.profile, rejects);
+                } else {
+                    reportUnknown(qos, ref, u, level);
+                    ++named;
+                }
                 if (!rest.remove(u.name)) {
                     return;
                 }
@@ -465,6 +484,7 @@ private:
         findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), level, "unknown-property",
                               std::move(message), u.name, suggestion));
         settled_[ref->index] = findings_.list().size() - 1;
+        judgedIn_[ref->index] = context_;
     }
 
     void reportFailure(const Qos &qos, const ValidationReport &report)
@@ -486,6 +506,11 @@ private:
     // Elements whose name is judged: the index of the finding about it, or known.
     static constexpr std::size_t kUnjudged = SIZE_MAX, kKnown = SIZE_MAX - 1;
     std::vector<std::size_t> settled_; // by element index
+    // The plug-in context each judgement was made in (kAnyContext: it holds in every one).
+    static constexpr std::uint32_t kAnyContext = UINT32_MAX;
+    std::vector<std::uint32_t> judgedIn_;
+    std::unordered_map<std::string, std::uint32_t> contextIds_;
+    std::uint32_t context_ = 0;
     // Names found unknown, by plug-in context: the closest known name the module gave.
     std::unordered_map<std::string, std::string> unknownNames_;
 };
