@@ -20,7 +20,7 @@ mkdir -p "$out"
 
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
   -DPROPQOS_BUILD_BENCH=ON -DPROPQOS_BUILD_TESTS=OFF -DPROPQOS_BUILD_TOOL=ON >/dev/null
-cmake --build "$build" --target propqos_bench propqos_gen_profiles propqos_cli >/dev/null
+cmake --build "$build" --target propqos_bench propqos_scale_bench propqos_gen_profiles propqos_cli >/dev/null
 
 echo "running the library benchmarks ($reps repetitions each)..." >&2
 "$build/bench/propqos_bench" --benchmark_repetitions="$reps" --benchmark_report_aggregates_only=true \
@@ -78,3 +78,19 @@ cat >"$out/tool-summary.json" <<EOF
 EOF
 
 python3 "$root/bench/report.py" "$out/bench.json" "$out/tool-summary.json"
+
+# ---- growth: each operation at N and 10 N (N log N at worst stays well under 15 times) ----
+echo "running the growth benchmarks..." >&2
+"$build/bench/propqos_scale_bench" --benchmark_min_time=0.2 --benchmark_out="$out/scale.json" \
+  --benchmark_out_format=json >/dev/null
+python3 - "$out/scale.json" <<'PY'
+import json, sys
+runs = {}
+for b in json.load(open(sys.argv[1]))["benchmarks"]:
+    op, n = b["name"].split("/")
+    runs.setdefault(op, []).append((int(n), b["cpu_time"]))
+print()
+print("growth (CPU ms)                 N        time at N   time at 10 N   ratio (target <= 15)")
+for op, ((n, t1), (_, t10)) in runs.items():
+    print(f"{op:30}  {n:<7}  {t1:9.3f}   {t10:12.3f}   {t10 / t1:5.1f} {'met' if t10 / t1 <= 15 else 'MISSED'}")
+PY
