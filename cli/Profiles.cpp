@@ -341,6 +341,10 @@ void ProfileSet::resolve(Findings &findings)
         }
         return false;
     };
+    std::unordered_set<std::string> libraries;
+    for (const Profile &p : profiles_) {
+        libraries.insert(p.library);
+    }
     const auto lookUp = [&](const std::string &name, pugi::xml_node node,
                             const Profile &from) -> const Profile * {
         if (const Profile *base = resolveName(name, from)) {
@@ -349,16 +353,30 @@ void ProfileSet::resolve(Findings &findings)
         if (isExternal(name, from)) {
             return nullptr;
         }
-        const std::string key = "unknown-base\n" + std::string(withoutRootScope(name));
+        // A base in a library none of the files holds is most likely one the middleware ships;
+        // a missing profile of a library that is here is a mistake.
+        const std::string_view bare = withoutRootScope(name);
+        const std::size_t scope = bare.rfind("::");
+        const std::string library =
+            scope == std::string_view::npos ? from.library : std::string(bare.substr(0, scope));
+        const bool libraryHere = libraries.count(library) != 0;
+        const char *code = libraryHere ? "missing-base" : "unknown-base";
+        const std::string key = std::string(code) + "\n" + std::string(bare);
         const std::size_t index = findings.find(key);
         if (index != SIZE_MAX) {
-            findings.inherit(index, &from, false);
+            findings.inherit(index, &from, libraryHere);
             return nullptr;
         }
-        Finding f = at(from, node, Level::Warning, "unknown-base",
-                       "base profile " + quoted(name) + " of " + quoted(from.qualified) +
-                           " is not in the files given; what it sets is not checked (declare it "
-                           "with --external-base)");
+        Finding f =
+            libraryHere
+                ? at(from, node, Level::Error, code,
+                     "base profile " + quoted(name) + " of " + quoted(from.qualified) +
+                         " is not defined" +
+                         (library.empty() ? std::string() : " in library " + quoted(library)))
+                : at(from, node, Level::Warning, code,
+                     "base profile " + quoted(name) + " of " + quoted(from.qualified) +
+                         " is not in the files given; what it sets is not checked (declare it "
+                         "with --external-base)");
         f.property = name;
         findings.add(std::move(f), key);
         return nullptr;

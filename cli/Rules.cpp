@@ -25,10 +25,15 @@ const std::vector<Rule> &rules()
          "The same name appears twice in one QoS of one profile; only the later value is used."},
         {"malformed-element", Level::Error, "Property element without a name or value",
          "An <element> of a <property> list lacks its <name> or <value> and is not a property."},
+        {"missing-base", Level::Error, "Base profile missing from its library",
+         "A base_name names a profile of a library that the files given hold, but that library "
+         "has no such profile (or, for a bare name, no profile of that name is defined): most "
+         "likely a misspelt or removed profile. What it would set is not checked."},
         {"unknown-base", Level::Warning, "Base profile not in the files given",
-         "A base_name names a profile that none of the files given defines (typically one the "
-         "middleware ships built in); what it sets is not checked, the profile's own properties "
-         "are. Said once per base. --external-base PATTERN declares such bases known."},
+         "A base_name names a profile of a library that none of the files given holds (typically "
+         "one the middleware ships built in); what it sets is not checked, the profile's own "
+         "properties are. Said once per base. --external-base PATTERN declares such bases "
+         "known."},
         {"inheritance-cycle", Level::Error, "Profiles inherit from each other in a cycle",
          "Following base_name from a profile comes back to it."},
         {"duplicate-profile", Level::Error, "Profile defined twice",
