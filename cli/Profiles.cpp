@@ -386,7 +386,10 @@ void ProfileSet::resolve(Findings &findings)
             continue;
         }
         for (const auto &[name, node] : p.baseNames) {
-            if (const Profile *base = lookUp(name, node, p)) {
+            const Profile *base = lookUp(name, node, p);
+            // A base named twice applies once, at its first place.
+            if (base != nullptr &&
+                std::find(p.bases.begin(), p.bases.end(), base) == p.bases.end()) {
                 p.bases.push_back(base);
             }
         }
