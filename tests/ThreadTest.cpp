@@ -148,6 +148,7 @@ TEST(ThreadedChecks, EightThreadsValidateTheirOwnListsExactly)
     constexpr int kRounds = 150; // two validations a round: 300 a thread
     int appData = 0;
     ZynLog_setSink(&appSink, &appData);
+    const long outstanding = ZynHeap_getOutstanding();
     const unsigned int masks = DDSLog_g_instrumentationMask;
 
     // Each thread's list has its own unknown names, under the participant's prefixes and a
@@ -201,6 +202,10 @@ TEST(ThreadedChecks, EightThreadsValidateTheirOwnListsExactly)
     EXPECT_TRUE(sink == &appSink && userData == &appData);
     EXPECT_EQ(DDSLog_g_instrumentationMask, masks);
     ZynLog_setSink(nullptr, nullptr);
+    // Every allocation of every thread was released, and counted exactly.
+    lists.clear();
+    before.clear();
+    EXPECT_EQ(ZynHeap_getOutstanding(), outstanding);
 }
 
 } // namespace
