@@ -1,6 +1,8 @@
 #include <propqos/Heap.h>
 #include <propqos/testing.h>
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -18,11 +20,85 @@
 // The C allocator keeps its own per-thread caches, released properly.
 namespace {
 
-// The counters are a test seam. Each is updated with one atomic read-modify-write, so that
-// ZynHeap_getOutstanding is exact even while several threads use the module.
+// The counters are a test seam, exact even while several threads use the module. An atomic
+// read-modify-write of one shared counter per allocation would cost more than the allocation
+// itself, so each thread counts in its own counters (written only by that thread, read by any)
+// and ZynHeap_getOutstanding adds them up. A thread's counts move into the shared ones when it
+// ends; what it allocates or releases after that (in a destructor running later at its exit)
+// is counted in the shared ones directly.
 std::atomic<long> g_failAfter{-1};   // allocations still allowed before injected failures; <0: none
-std::atomic<long> g_outstanding{0};
-std::atomic<long> g_allocationCount{0};
+
+struct Counts {
+    std::atomic<long> outstanding{0};
+    std::atomic<long> allocations{0};
+    Counts *next = nullptr;
+};
+
+Counts g_shared;                                             // ended threads, and late counts
+pthread_mutex_t g_threadsLock = PTHREAD_MUTEX_INITIALIZER;   // never destroyed: threads may end late
+Counts *g_threads = nullptr;                                 // the counts of running threads
+
+thread_local Counts t_counts;
+#if defined(__GNUC__)
+__attribute__((tls_model("initial-exec")))
+#endif
+thread_local Counts *t_mine = nullptr;   // &t_counts once registered, &g_shared once retired
+
+struct Retirement {
+    ~Retirement()
+    {
+        pthread_mutex_lock(&g_threadsLock);
+        for (Counts **link = &g_threads; *link != nullptr; link = &(*link)->next) {
+            if (*link == &t_counts) {
+                *link = t_counts.next;
+                break;
+            }
+        }
+        g_shared.outstanding.fetch_add(t_counts.outstanding.load(std::memory_order_relaxed),
+                                       std::memory_order_relaxed);
+        g_shared.allocations.fetch_add(t_counts.allocations.load(std::memory_order_relaxed),
+                                       std::memory_order_relaxed);
+        t_mine = &g_shared;
+        pthread_mutex_unlock(&g_threadsLock);
+    }
+};
+
+Counts &myCounts()
+{
+    Counts *mine = t_mine;
+    if (mine == nullptr) {
+        static thread_local Retirement retirement;   // registers the move at thread exit
+        (void)retirement;
+        pthread_mutex_lock(&g_threadsLock);
+        t_counts.next = g_threads;
+        g_threads = &t_counts;
+        t_mine = mine = &t_counts;
+        pthread_mutex_unlock(&g_threadsLock);
+    }
+    return *mine;
+}
+
+void bump(std::atomic<long> Counts::*counter, long by)
+{
+    Counts &mine = myCounts();
+    if (&mine == &g_shared) {
+        (mine.*counter).fetch_add(by, std::memory_order_relaxed);
+    } else {   // only this thread writes it
+        (mine.*counter).store((mine.*counter).load(std::memory_order_relaxed) + by,
+                              std::memory_order_relaxed);
+    }
+}
+
+long total(std::atomic<long> Counts::*counter)
+{
+    pthread_mutex_lock(&g_threadsLock);
+    long sum = (g_shared.*counter).load(std::memory_order_relaxed);
+    for (const Counts *c = g_threads; c != nullptr; c = c->next) {
+        sum += (c->*counter).load(std::memory_order_relaxed);
+    }
+    pthread_mutex_unlock(&g_threadsLock);
+    return sum;
+}
 
 bool injectedFailureDue()
 {
@@ -59,7 +135,7 @@ size_t holdableBytes()
 // Counts the attempt; true when it is to be refused.
 bool refused(size_t size)
 {
-    g_allocationCount.fetch_add(1, std::memory_order_relaxed);
+    bump(&Counts::allocations, 1);
     return injectedFailureDue() || size > holdableBytes();
 }
 
@@ -84,7 +160,7 @@ void *ZynHeap_allocate(size_t size)
     }
     void *memory = std::malloc(size == 0 ? 1 : size);
     if (memory != nullptr) {
-        g_outstanding.fetch_add(1, std::memory_order_relaxed);
+        bump(&Counts::outstanding, 1);
     }
     return memory;
 }
@@ -102,7 +178,7 @@ void *ZynHeap_allocateZeroed(size_t count, size_t size)
     // large zeroed block costs nothing until it is used.
     void *memory = std::calloc(bytes == 0 ? 1 : bytes, 1);
     if (memory != nullptr) {
-        g_outstanding.fetch_add(1, std::memory_order_relaxed);
+        bump(&Counts::outstanding, 1);
     }
     return memory;
 }
@@ -141,7 +217,7 @@ void ZynHeap_free(void *memory)
     if (memory == nullptr) {
         return;
     }
-    g_outstanding.fetch_sub(1, std::memory_order_relaxed);
+    bump(&Counts::outstanding, -1);
     std::free(memory);
 }
 
@@ -150,9 +226,9 @@ void ZynHeap_setFailAfter(long count)
     g_failAfter.store(count < 0 ? -1 : count, std::memory_order_relaxed);
 }
 
-long ZynHeap_getOutstanding(void) { return g_outstanding.load(std::memory_order_relaxed); }
+long ZynHeap_getOutstanding(void) { return total(&Counts::outstanding); }
 
-long ZynHeap_getAllocationCount(void) { return g_allocationCount.load(std::memory_order_relaxed); }
+long ZynHeap_getAllocationCount(void) { return total(&Counts::allocations); }
 
 void ZynOsapiHeap_allocateArray(void *arrayAddress, DDS_Long count, size_t slotSize)
 {
