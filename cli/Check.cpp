@@ -4,6 +4,7 @@
 #include <cctype>
 #include <climits>
 #include <cstring>
+#include <map>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -329,15 +330,7 @@ private:
     // A suggestion is offered only when it is near.
     static std::string nearSuggestion(const std::string &name, const std::string &suggestion)
     {
-        if (suggestion.empty()) {
-            return suggestion;
-        }
-        const char *const table[] = {suggestion.c_str(), ""};
-        DDS_Long index = 0, distance = INT32_MAX;
-        if (VorlString_validateName(&index, &distance, name.c_str(), table, 1)) {
-            return suggestion;
-        }
-        return nearName(name, suggestion, distance) ? suggestion : std::string();
+        return suggestion.empty() || nearName(name, suggestion) ? suggestion : std::string();
     }
 
     // Each element's name is judged once: where it is written, or in the first QoS that checks
@@ -564,27 +557,56 @@ std::string textReport(const std::vector<Finding> &findings, const CheckOptions 
     return text;
 }
 
-// Writes the typo corrections into the files (or shows them as a diff) and takes the findings
-// they settle out of `findings`.
-std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool dryRun)
+// The corrections a run of check --fix makes, and what they leave.
+struct FixResult {
+    std::string report; // a line per correction made (or refused); with --dry-run, a diff
+    std::string notes;  // for standard error
+    bool changed = false;
+};
+
+// Writes the typo corrections into the files (or shows them as a diff). A correction to a name
+// its QoS already has (or that another correction gives it) would make a duplicate: not made.
+FixResult fixTypos(const std::vector<Finding> &findings, const ProfileSet &set, bool dryRun)
 {
+    // The element and QoS of each name, by the place of the name.
+    std::map<std::pair<const SourceFile *, std::ptrdiff_t>, const Qos *> ownerAt;
+    for (Entity e : kEntities) {
+        for (const Qos *qos : set.order(e)) {
+            for (const ElementRef &ref : qos->own) {
+                const pugi::xml_node at = ref.nameNode ? ref.nameNode : ref.node;
+                ownerAt.emplace(std::make_pair(qos->profile->file, at.offset_debug()), qos);
+            }
+        }
+    }
+    std::map<const Qos *, std::unordered_set<std::string>> added;
     std::unordered_map<const SourceFile *, std::vector<Edit>> edits;
-    std::string report;
-    std::vector<Finding> left;
-    for (Finding &f : findings) {
+    FixResult result;
+    for (const Finding &f : findings) {
         std::optional<Edit> edit;
         if (f.file != nullptr) {
             edit = typoFix(f);
         }
-        if (edit) {
-            report += escaped(f.path) + ":" + std::to_string(f.line) + ": fixed: " +
-                      quoted(f.property) + " -> " + quoted(f.suggestion) + " [" + f.code + "]\n";
-            edits[f.file].push_back(std::move(*edit));
-        } else {
-            left.push_back(std::move(f));
+        if (!edit) {
+            continue;
         }
+        const std::string where = escaped(f.path) + ":" + std::to_string(f.line) + ": ";
+        const auto owner = ownerAt.find(std::make_pair(f.file, f.offset));
+        if (owner != ownerAt.end()) {
+            const Qos &qos = *owner->second;
+            const bool present = std::any_of(qos.own.begin(), qos.own.end(), [&](const ElementRef &r) {
+                return r.name == f.suggestion;
+            });
+            if (present || !added[&qos].insert(f.suggestion).second) {
+                result.report += where + "not fixed: " + quoted(f.property) + " -> " +
+                                 quoted(f.suggestion) + ": would give the name twice in " +
+                                 qos.describe() + " [" + f.code + "]\n";
+                continue;
+            }
+        }
+        result.report += where + "fixed: " + quoted(f.property) + " -> " + quoted(f.suggestion) +
+                         " [" + f.code + "]\n";
+        edits[f.file].push_back(std::move(*edit));
     }
-    findings = std::move(left);
     std::string diff;
     for (const auto &file : set.files()) {
         auto it = edits.find(file.get());
@@ -595,11 +617,6 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
         std::sort(list.begin(), list.end(),
                   [](const Edit &a, const Edit &b) { return a.begin < b.begin; });
         // The edits are on the decoded text; the file keeps its encoding (and byte-order mark).
-        const std::string before(file->text());
-        if (dryRun) {
-            diff += unifiedDiff(file->path(), before, applyEdits(before, list));
-            continue;
-        }
         std::vector<std::size_t> ends;
         for (const Edit &e : list) {
             ends.push_back(e.begin);
@@ -612,6 +629,23 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
                                    file->encodeAscii(list[i].text)});
         }
         const std::string fixed = applyEdits(file->bytes(), onBytes);
+        result.changed = true;
+        if (dryRun) {
+            // A diff patch can apply has the file's own bytes; lines of UTF-16 are not lines
+            // to patch, so those are shown decoded.
+            const bool wide =
+                file->encoding() == Encoding::Utf16LE || file->encoding() == Encoding::Utf16BE;
+            if (!wide) {
+                diff += unifiedDiff(file->path(), file->bytes(), fixed);
+                continue;
+            }
+            const std::string before(file->text());
+            diff += unifiedDiff(file->path(), before, applyEdits(before, list));
+            result.notes += escaped(file->path()) +
+                            ": note: the file is in UTF-16; its diff is shown in UTF-8 and "
+                            "cannot be applied with patch (use --fix without --dry-run)\n";
+            continue;
+        }
         std::FILE *stream = std::fopen(file->path().c_str(), "r+b");
         bool written = stream != nullptr &&
                        std::fwrite(fixed.data(), 1, fixed.size(), stream) == fixed.size();
@@ -625,7 +659,10 @@ std::string fixTypos(std::vector<Finding> &findings, const ProfileSet &set, bool
             throw InputError(file->path() + ": error: cannot write the corrections");
         }
     }
-    return dryRun ? diff : report;
+    if (dryRun) {
+        result.report = diff;
+    }
+    return result;
 }
 
 } // namespace
@@ -634,45 +671,62 @@ int runCheck(const CheckOptions &options)
 {
     checkRuleCodes(options.disabled, "--disable");
     const KnownNames known = KnownNames::load(options.knownNames);
-    Findings findings;
-    bool unusable = false;
     // The text of each file is kept when findings may have to be turned into edits.
     const bool edits = options.fix || options.format == "sarif";
-    ProfileSet set = loadProfiles(options.files, findings, options.externalBases, &unusable, edits);
-    Checker checker(options, known, findings);
-    checker.run(set);
-    applyRuleControl(findings.list(), options.disabled);
-    findings.sort();
-    std::vector<Finding> &list = findings.list();
+    Findings findings;
+    bool unusable = false;
+    std::size_t qosChecked = 0;
+    ProfileSet set;
+    const auto checkFiles = [&]() {
+        findings = Findings();
+        unusable = false;
+        set = loadProfiles(options.files, findings, options.externalBases, &unusable, edits);
+        Checker checker(options, known, findings);
+        checker.run(set);
+        qosChecked = checker.qosChecked();
+        applyRuleControl(findings.list(), options.disabled, set);
+        findings.sort();
+    };
+    checkFiles();
+    const auto exitStatus = [&]() {
+        std::size_t errors = 0, warnings = 0;
+        for (const Finding &f : findings.list()) {
+            (f.level == Level::Error ? errors : warnings) += 1;
+        }
+        const bool tooManyWarnings =
+            options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings);
+        const bool failed =
+            errors > 0 || (options.warningsAsErrors && warnings > 0) || tooManyWarnings;
+        return unusable ? kExitUnusable : failed ? kExitFindings : kExitClean;
+    };
 
-    std::string text;
     if (options.fix) {
-        text = fixTypos(list, set, options.dryRun);
+        FixResult fixes = fixTypos(findings.list(), set, options.dryRun);
+        std::fputs(fixes.notes.c_str(), stderr);
         // JSON and SARIF stay parseable: the list of corrections goes to standard error.
         if (!options.dryRun && options.format != "text") {
-            std::fputs(text.c_str(), stderr);
-            text.clear();
+            std::fputs(fixes.report.c_str(), stderr);
+        } else {
+            out(fixes.report);
+        }
+        if (options.dryRun) {
+            // Nothing changed: the exit status is that of the files as they are.
+            return exitStatus();
+        }
+        // A correction can change more than its own finding (the profile's validation action,
+        // a total length, a confidential name): what is reported is the files as now written.
+        if (fixes.changed) {
+            checkFiles();
         }
     }
+    std::vector<Finding> &list = findings.list();
     if (options.format == "sarif") {
-        if (!options.dryRun) {
-            text += sarifLog(list, typoFix);
-        }
-    } else if (!options.dryRun) {
-        out(text);
-        text = textReport(list, options, options.files.size(), set.profileCount(),
-                           checker.qosChecked());
+        out(sarifLog(list, typoFix));
+    } else {
+        out(textReport(list, options, options.files.size(), set.profileCount(), qosChecked));
     }
-    out(text);
 
-    std::size_t errors = 0, warnings = 0;
-    for (const Finding &f : list) {
-        (f.level == Level::Error ? errors : warnings) += 1;
-    }
-    const bool tooManyWarnings =
-        options.maxWarnings && warnings > static_cast<std::size_t>(*options.maxWarnings);
-    const bool failed = errors > 0 || (options.warningsAsErrors && warnings > 0) || tooManyWarnings;
-    return unusable ? kExitUnusable : failed ? kExitFindings : kExitClean;
+    return exitStatus();
 }
 
 } // namespace propqos::cli

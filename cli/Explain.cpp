@@ -302,7 +302,7 @@ int runExplain(const ExplainOptions &options)
                 best = &s;
             }
         }
-        if (best != nullptr && nearName(name, *best, bestDistance)) {
+        if (best != nullptr && nearName(name, *best)) {
             text += "  closest known name: " + cli::quoted(*best) + "\n";
             document["closestKnownName"] = *best;
         }

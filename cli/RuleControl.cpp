@@ -51,15 +51,28 @@ std::vector<std::string> ignoredCodes(std::string_view comment)
     return codes;
 }
 
+// A rule named in an ignore comment that is no rule's: the comment's offset and the name.
+using UnknownCode = std::pair<std::ptrdiff_t, std::string>;
+
 // Every ignore comment of a document with the element it covers, in document order (so sorted
-// by begin, and nested ranges after the ones holding them).
-std::vector<Covered> coveredElements(const pugi::xml_document &document)
+// by begin, and nested ranges after the ones holding them). Codes that are no rule's go to
+// `unknown` instead.
+std::vector<Covered> coveredElements(const pugi::xml_document &document,
+                                     std::vector<UnknownCode> &unknown)
 {
     std::vector<Covered> out;
     pugi::xml_node node = document.first_child();
     while (node) {
         if (node.type() == pugi::node_comment) {
             std::vector<std::string> codes = ignoredCodes(node.value());
+            for (auto code = codes.begin(); code != codes.end();) {
+                if (findRule(*code) == nullptr) {
+                    unknown.emplace_back(node.offset_debug(), std::move(*code));
+                    code = codes.erase(code);
+                } else {
+                    ++code;
+                }
+            }
             pugi::xml_node target = node.next_sibling();
             while (target && target.type() != pugi::node_element) {
                 target = target.next_sibling();
@@ -146,28 +159,67 @@ void checkRuleCodes(const std::vector<std::string> &codes, const char *option)
             throw UsageError(std::string("check: ") + option + ": no rule " + quotedShort(code) +
                              " (see propqos check --list-rules)");
         }
+        // As with a compiler's syntax errors: what was not read cannot be called clean.
+        if (code == "unusable-file") {
+            throw UsageError(std::string("check: ") + option +
+                             ": unusable-file cannot be disabled (a file that cannot be read "
+                             "is always reported, with exit status 2)");
+        }
     }
 }
 
-void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled)
+void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled,
+                      const ProfileSet &set)
 {
-    std::vector<bool> drop(findings.size(), false);
-    for (std::size_t i = 0; i < findings.size(); ++i) {
-        drop[i] = std::find(disabled.begin(), disabled.end(), findings[i].code) != disabled.end();
-    }
+    const auto isDisabled = [&](const std::string &code) {
+        return std::find(disabled.begin(), disabled.end(), code) != disabled.end();
+    };
     // Per file, the findings in offset order swept against the covered ranges; the ranges
     // open at a finding nest, so an open stack holds them.
     std::map<const SourceFile *, std::vector<std::size_t>> byFile;
+    std::map<const SourceFile *, std::size_t> fileIndex;
+    for (const Profile &profile : set.profiles()) {
+        fileIndex.emplace(profile.file, profile.fileIndex);
+    }
+    for (const Finding &f : findings) {
+        if (f.file != nullptr) {
+            fileIndex.emplace(f.file, f.fileIndex);
+        }
+    }
+    std::vector<std::vector<Covered>> coveredByFile;
+    for (const auto &file : set.files()) {
+        std::vector<UnknownCode> unknown;
+        coveredByFile.push_back(coveredElements(file->document(), unknown));
+        for (const auto &[offset, code] : unknown) {
+            Finding f;
+            f.file = file.get();
+            f.path = file->path();
+            const auto index = fileIndex.find(file.get());
+            f.fileIndex = index == fileIndex.end() ? SIZE_MAX : index->second;
+            f.line = file->lineOf(offset);
+            // The offset of a comment is that of its text; the finding's, that of "<!--" + 1.
+            f.offset = offset >= 3 ? offset - 3 : offset;
+            f.level = Level::Warning;
+            f.code = "unknown-rule";
+            f.message = "no rule " + quotedShort(code) +
+                        " to ignore (see propqos check --list-rules)";
+            findings.push_back(std::move(f));
+        }
+    }
+    std::vector<bool> drop(findings.size(), false);
     for (std::size_t i = 0; i < findings.size(); ++i) {
+        drop[i] = isDisabled(findings[i].code);
         if (!drop[i] && findings[i].file != nullptr && findings[i].offset >= 0) {
             byFile[findings[i].file].push_back(i);
         }
     }
-    for (auto &[file, indices] : byFile) {
-        const std::vector<Covered> covered = coveredElements(file->document());
-        if (covered.empty()) {
+    for (std::size_t k = 0; k < set.files().size(); ++k) {
+        const auto found = byFile.find(set.files()[k].get());
+        const std::vector<Covered> &covered = coveredByFile[k];
+        if (found == byFile.end() || covered.empty()) {
             continue;
         }
+        std::vector<std::size_t> &indices = found->second;
         std::stable_sort(indices.begin(), indices.end(), [&](std::size_t a, std::size_t b) {
             return findings[a].offset < findings[b].offset;
         });

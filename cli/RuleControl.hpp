@@ -29,13 +29,16 @@ private:
     std::vector<std::size_t> prefixLengths_; // distinct, ascending
 };
 
-// Throws UsageError for a code that is no rule's.
+// Throws UsageError for a code that is no rule's, or one that cannot be disabled.
 void checkRuleCodes(const std::vector<std::string> &codes, const char *option);
 
 // Removes the findings whose code is disabled, and those that an inline
 // <!-- propqos: ignore RULE[,RULE] --> accepts: the comment covers the element that follows it
-// (and everything inside that element), for the rules it names. Order is kept.
-void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled);
+// (and everything inside that element), for the rules it names. A name in such a comment that
+// is no rule's is a finding of its own (unknown-rule). Order is kept; new findings are added
+// at the end.
+void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled,
+                      const ProfileSet &set);
 
 } // namespace propqos::cli
 

@@ -41,10 +41,13 @@ const std::vector<Rule> &rules()
         {"unusable-file", Level::Error, "File cannot be read as a DDS-XML document",
          "The file cannot be opened, is not well-formed XML (characters XML forbids included), "
          "is in an encoding other than UTF-8, UTF-16 or ISO-8859-1, or its root is not <dds>. "
-         "The other files are still checked; the exit status is 2."},
+         "The other files are still checked; the exit status is 2. Cannot be disabled."},
         {"no-profiles", Level::Warning, "File without any QoS profile",
          "A DDS-XML file with no <qos_profile>, under <dds> or a <qos_library>: nothing in it "
          "was checked."},
+        {"unknown-rule", Level::Warning, "Ignore comment naming no rule",
+         "A <!-- propqos: ignore RULE --> comment names a rule that does not exist (a misspelt "
+         "code): it silences nothing. The rules it names that exist still apply."},
         {"internal", Level::Error, "The check itself failed",
          "The property names of a QoS could not be checked; the message says why."},
         {"removed-profile", Level::Warning, "Profile of OLD missing from NEW",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <vector>
 
 namespace propqos::cli
 {
@@ -151,14 +152,44 @@ std::string jsonString(std::string_view text)
     return out;
 }
 
-bool nearName(std::string_view name, std::string_view candidate, long distance)
+bool nearName(std::string_view name, std::string_view candidate)
 {
     std::size_t common = 0;
     while (common < name.size() && common < candidate.size() && name[common] == candidate[common]) {
         ++common;
     }
     const std::size_t rest = std::max(name.size(), candidate.size()) - common;
-    return distance >= 0 && static_cast<std::size_t>(distance) <= std::max<std::size_t>(1, (rest + 2) / 3);
+    const std::size_t cutoff = std::max<std::size_t>(1, (rest + 2) / 3);
+    std::string_view a = name.substr(common), b = candidate.substr(common);
+    while (!a.empty() && !b.empty() && a.back() == b.back()) {
+        a.remove_suffix(1);
+        b.remove_suffix(1);
+    }
+    if (a.empty() && b.empty()) {
+        return false;
+    }
+    if ((a.size() > b.size() ? a.size() - b.size() : b.size() - a.size()) > cutoff) {
+        return false;
+    }
+    // Restricted Damerau-Levenshtein distance between the differing parts: two letters swapped
+    // are one slip of the fingers, not two. Three rows of the table are enough.
+    std::vector<std::size_t> before(b.size() + 1), previous(b.size() + 1), row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+        previous[j] = j;
+    }
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t cost = a[i - 1] == b[j - 1] ? 0 : 1;
+            row[j] = std::min({previous[j] + 1, row[j - 1] + 1, previous[j - 1] + cost});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                row[j] = std::min(row[j], before[j - 2] + 1);
+            }
+        }
+        std::swap(before, previous);
+        std::swap(previous, row);
+    }
+    return previous[b.size()] <= cutoff;
 }
 
 std::string_view trimmed(std::string_view text)

@@ -22,10 +22,11 @@ std::string quotedShort(std::string_view text, std::size_t limit = 80);
 // U+FFFD, so the output is always valid JSON.
 std::string jsonString(std::string_view text);
 
-// Whether `candidate`, `distance` edits from `name`, is near enough to offer as what was meant:
-// within a third of what follows the start the two share (a shared "dds.participant." alone
-// makes no two names alike), and at least one edit.
-bool nearName(std::string_view name, std::string_view candidate, long distance);
+// Whether `candidate` is near enough to `name` to offer as what was meant: what differs after
+// the start the two share (a shared "dds.participant." alone makes no two names alike) is at
+// most a third of that rest in edits, and at least one edit; two neighbouring letters swapped
+// count as one edit.
+bool nearName(std::string_view name, std::string_view candidate);
 
 // Leading and trailing XML blanks removed.
 std::string_view trimmed(std::string_view text);
