@@ -193,7 +193,7 @@ std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixO
             result["ruleIndex"] = rule - rules().data();
         }
         result["level"] = levelName(f.level);
-        result["message"] = {{"text", f.message}};
+        result["message"] = {{"text", unescaped(f.message)}};
         if (!f.path.empty()) {
             result["locations"] =
                 Json::array({{{"physicalLocation", physicalLocation(f, columns)}}});

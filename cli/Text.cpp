@@ -49,6 +49,25 @@ std::size_t utf8Length(std::string_view text, std::size_t i)
     return n;
 }
 
+// Whether the n-byte UTF-8 sequence at text[i] is a character that changes how a terminal
+// shows what follows it: a C1 control (U+0080..U+009F), or a bidirectional control or mark
+// (U+061C, U+200E, U+200F, U+202A..U+202E, U+2066..U+2069) that can make text read in an order
+// other than the one it has. Its code point, or 0.
+unsigned controlAt(std::string_view text, std::size_t i, std::size_t n)
+{
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[i + k]); };
+    unsigned code = 0;
+    if (n == 2) {
+        code = ((byte(0) & 0x1Fu) << 6) | (byte(1) & 0x3Fu);
+    } else if (n == 3) {
+        code = ((byte(0) & 0x0Fu) << 12) | ((byte(1) & 0x3Fu) << 6) | (byte(2) & 0x3Fu);
+    }
+    const bool control = (code >= 0x80 && code <= 0x9F) || code == 0x61C || code == 0x200E ||
+                         code == 0x200F || (code >= 0x202A && code <= 0x202E) ||
+                         (code >= 0x2066 && code <= 0x2069);
+    return control ? code : 0;
+}
+
 // The backslash escape that quoted text and JSON strings share, or null.
 const char *sharedEscape(unsigned char c)
 {
@@ -78,12 +97,15 @@ std::string escaped(std::string_view text)
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x80) {
             const std::size_t n = utf8Length(text, i);
-            // C1 controls (U+0080..U+009F) act on terminals as the C0 ones do.
-            if (n == 0 || (n == 2 && c == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0)) {
+            if (n == 0) {
                 char buffer[8];
                 std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
                 out += buffer;
                 ++i;
+            } else if (const unsigned code = controlAt(text, i, n)) {
+                // C1 controls act on terminals as the C0 ones do; bidirectional ones reorder.
+                appendHex4(out, code);
+                i += n;
             } else {
                 out.append(text.substr(i, n));
                 i += n;
@@ -98,6 +120,58 @@ std::string escaped(std::string_view text)
             out += buffer;
         } else {
             out += static_cast<char>(c);
+        }
+        ++i;
+    }
+    return out;
+}
+
+std::string unescaped(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    const auto hex = [&](std::size_t at, std::size_t digits, unsigned &value) {
+        value = 0;
+        if (at + digits > text.size()) {
+            return false;
+        }
+        for (std::size_t k = at; k < at + digits; ++k) {
+            const char d = text[k];
+            const int v = d >= '0' && d <= '9' ? d - '0' : d >= 'a' && d <= 'f' ? d - 'a' + 10 : -1;
+            if (v < 0) {
+                return false;
+            }
+            value = value * 16 + static_cast<unsigned>(v);
+        }
+        return true;
+    };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned value = 0;
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            out += text[i];
+            continue;
+        }
+        const char e = text[i + 1];
+        if (e == '\\' || e == '"') {
+            out += e;
+        } else if (e == 'n' || e == 'r' || e == 't') {
+            out += e == 'n' ? '\n' : e == 'r' ? '\r' : '\t';
+        } else if (e == 'x' && hex(i + 2, 2, value)) {
+            out += static_cast<char>(value);
+            i += 2;
+        } else if (e == 'u' && hex(i + 2, 4, value)) {
+            // Only the controls escaped() writes this way: U+0080..U+FFFF, so two or three bytes.
+            if (value < 0x800) {
+                out += static_cast<char>(0xC0 | (value >> 6));
+            } else {
+                out += static_cast<char>(0xE0 | (value >> 12));
+                out += static_cast<char>(0x80 | ((value >> 6) & 0x3F));
+            }
+            out += static_cast<char>(0x80 | (value & 0x3F));
+            i += 4;
+        } else {
+            out += text[i];
+            continue;
         }
         ++i;
     }
@@ -129,10 +203,10 @@ std::string jsonString(std::string_view text)
             if (n == 0) {
                 out += "\\ufffd";
                 ++i;
-            } else if (n == 2 && c == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0) {
-                // C1 controls: valid JSON raw, but a terminal would act on them.
-                appendHex4(out, static_cast<unsigned char>(text[i + 1]));
-                i += 2;
+            } else if (const unsigned code = controlAt(text, i, n)) {
+                // Valid JSON raw, but a terminal showing the JSON would act on them.
+                appendHex4(out, code);
+                i += n;
             } else {
                 out.append(text.substr(i, n));
                 i += n;

@@ -8,9 +8,13 @@
 namespace propqos::cli
 {
 
-// `text` made safe for a terminal and one line: '"', '\\', control characters (C0, DEL, C1)
-// and bytes that are not UTF-8 escaped.
+// `text` made safe for a terminal and one line: '"', '\\', control characters (C0, DEL, C1),
+// bidirectional controls and bytes that are not UTF-8 escaped.
 std::string escaped(std::string_view text);
+
+// The real text of what escaped() pieces and plain text (without backslashes) were joined into:
+// every escape undone. For machine-readable output of messages written for the terminal.
+std::string unescaped(std::string_view text);
 
 // escaped() `text` between double quotes: a diagnostic stays on one line whatever a name holds.
 std::string quoted(std::string_view text);

@@ -424,7 +424,7 @@ std::string findingJson(const Finding &f)
                        (f.column > 0 ? ", \"column\": " + std::to_string(f.column) : "") +
                        ", \"level\": " + (f.level == Level::Error ? "\"error\"" : "\"warning\"") +
                        ", \"code\": " + jsonString(f.code) +
-                       ", \"message\": " + jsonString(f.message);
+                       ", \"message\": " + jsonString(unescaped(f.message));
     if (!f.profile.empty()) {
         text += ", \"profile\": " + jsonString(f.profile);
     }
