@@ -2,7 +2,7 @@
 // scratch directory, the tool is run there with the arguments in `args` (one per line) and
 // `stdin` on its standard input, and its standard output, standard error, exit status and the
 // files named under `after/` are compared with `out`, `err`, `status` and `after/<path>` byte
-// for byte. PROPQOS_UPDATE_GOLDEN=1 rewrites out, err and status (and existing after/ files)
+// for byte. A `stdout-to` file names where standard output goes instead (`/dev/full`). PROPQOS_UPDATE_GOLDEN=1 rewrites out, err and status (and existing after/ files)
 // from the run instead.
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-const std::set<std::string> kControlFiles = {"args", "stdin", "out", "err", "status", "after"};
+const std::set<std::string> kControlFiles = {"args", "stdin", "out", "err", "status", "after", "stdout-to"};
 
 std::string slurp(const fs::path &path)
 {
@@ -110,7 +110,9 @@ private:
         const pid_t pid = fork();
         if (pid == 0) {
             const int fd0 = open(in.c_str(), O_RDONLY);
-            const int fd1 = open((dir / ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            std::string to = expected(folder_ / "stdout-to", (dir / ".out").string());
+            to.erase(to.find_last_not_of('\n') + 1);
+            const int fd1 = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             const int fd2 = open((dir / ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             if (fd0 < 0 || fd1 < 0 || fd2 < 0 || dup2(fd0, 0) < 0 || dup2(fd1, 1) < 0 ||
                 dup2(fd2, 2) < 0 || chdir(dir.c_str()) != 0)
