@@ -180,6 +180,7 @@ std::string hexCode(unsigned long c)
 struct Fault {
     std::size_t offset;
     std::string message;
+    bool malformed = true; // false: well-formed, but not something the tool reads
 };
 
 // The decoded text as UTF-8, from UTF-16 or ISO-8859-1; an unpaired surrogate is a fault.
@@ -225,12 +226,49 @@ std::string decode(const std::string &bytes, Encoding encoding, std::size_t bom,
     return out;
 }
 
+bool isNameChar(char c)
+{
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == ':' || c == '-' ||
+           c == '.' || (static_cast<unsigned char>(c) & 0x80u) != 0;
+}
+
+// The end of a DOCTYPE declaration starting at `at`, or the offset of the first entity
+// declaration in its internal subset (then `declaration` is set). Quoted literals and comments
+// in the subset may hold anything.
+std::size_t scanDoctype(std::string_view text, std::size_t at, bool &declaration)
+{
+    declaration = false;
+    int depth = 0;
+    for (std::size_t i = at + 9; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '"' || c == '\'') {
+            const std::size_t end = text.find(c, i + 1);
+            i = end == std::string_view::npos ? text.size() : end;
+        } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
+            const std::size_t end = text.find("-->", i + 4);
+            i = end == std::string_view::npos ? text.size() : end + 2;
+        } else if (c == '<' && text.compare(i, 8, "<!ENTITY") == 0) {
+            declaration = true;
+            return i;
+        } else if (c == '[') {
+            ++depth;
+        } else if (c == ']') {
+            --depth;
+        } else if (c == '>' && depth <= 0) {
+            return i + 1;
+        }
+    }
+    return text.size();
+}
+
 // What XML forbids in its text, and what the parser does not check: characters outside the
 // XML character range, whether written out or referred to (&#...;), and bytes that are not
-// UTF-8. Comments and CDATA sections hold no references.
+// UTF-8. Comments and CDATA sections hold no references. Entities are never expanded: a
+// declared one could hide a confidential name from the checks, or grow without bound, or name
+// an outside file; so a file declaring or using one is refused at that place.
 bool checkCharacters(std::string_view text, Fault &fault)
 {
-    enum { Markup, Comment, Cdata } state = Markup;
+    enum { Markup, Comment, Cdata, Instruction } state = Markup;
     for (std::size_t i = 0; i < text.size();) {
         unsigned long code = 0;
         const std::size_t n = decodeUtf8(text, i, code);
@@ -261,9 +299,48 @@ bool checkCharacters(std::string_view text, Fault &fault)
         } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
             state = Comment, i += 4;
             continue;
+        } else if (state == Instruction) {
+            if (c == '?' && text.compare(i, 2, "?>") == 0) {
+                state = Markup, i += 2;
+                continue;
+            }
         } else if (c == '<' && text.compare(i, 9, "<![CDATA[") == 0) {
             state = Cdata, i += 9;
             continue;
+        } else if (c == '<' && i + 1 < text.size() && text[i + 1] == '?') {
+            state = Instruction, i += 2;
+            continue;
+        } else if (c == '<' && text.compare(i, 9, "<!DOCTYPE") == 0) {
+            bool declaration = false;
+            const std::size_t end = scanDoctype(text, i, declaration);
+            if (declaration) {
+                fault = Fault{end, "entity declarations are not supported", false};
+                return false;
+            }
+            // The declaration's own characters are checked like any other text.
+            for (std::size_t k = i; k < end;) {
+                const std::size_t m = decodeUtf8(text, k, code);
+                if (m == 0 || !isXmlChar(code)) {
+                    break;
+                }
+                k += m;
+                i = k;
+            }
+            continue;
+        } else if (c == '&' && i + 1 < text.size() && text[i + 1] != '#') {
+            std::size_t k = i + 1;
+            while (k < text.size() && k < i + 256 && isNameChar(text[k])) {
+                ++k;
+            }
+            const std::string_view name = text.substr(i + 1, k - i - 1);
+            if (k < text.size() && text[k] == ';' && !name.empty() && name != "amp" &&
+                name != "lt" && name != "gt" && name != "quot" && name != "apos") {
+                fault = Fault{i,
+                              "reference to entity \"" + std::string(name) +
+                                  "\" is not supported (entities are not expanded)",
+                              false};
+                return false;
+            }
         } else if (c == '&' && i + 1 < text.size() && text[i + 1] == '#') {
             const bool hex = i + 2 < text.size() && text[i + 2] == 'x';
             std::size_t k = i + (hex ? 3 : 2);
@@ -386,7 +463,8 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
             column += (static_cast<unsigned char>(buffer[k]) & 0xC0u) != 0x80u ? 1 : 0;
         }
         pugi::get_memory_deallocation_function()(buffer);
-        throw InputError(shown, line, column, "malformed XML: " + fault->message);
+        throw InputError(shown, line, column,
+                         (fault->malformed ? "malformed XML: " : "") + fault->message);
     }
     const pugi::xml_parse_result result =
         source->document_.load_buffer_inplace_own(buffer, size, kParseOptions, pugi::encoding_utf8);
