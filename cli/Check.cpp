@@ -560,6 +560,51 @@ std::string textReport(const std::vector<Finding> &findings, const CheckOptions 
     return text;
 }
 
+// The corrections check --fix makes: typoFix's, except one to a name its QoS already has or
+// that an earlier correction gave it (the QoS would then hold the name twice).
+class Corrections
+{
+public:
+    explicit Corrections(const ProfileSet &set)
+    {
+        for (Entity e : kEntities) {
+            for (const Qos *qos : set.order(e)) {
+                for (const ElementRef &ref : qos->own) {
+                    const pugi::xml_node at = ref.nameNode ? ref.nameNode : ref.node;
+                    ownerAt_.emplace(std::make_pair(qos->profile->file, at.offset_debug()), qos);
+                }
+            }
+        }
+    }
+
+    // The edit for `f`, if it is to be made; *refusedIn is the QoS when it is refused.
+    std::optional<Edit> of(const Finding &f, const Qos **refusedIn)
+    {
+        *refusedIn = nullptr;
+        std::optional<Edit> edit = f.file != nullptr ? typoFix(f) : std::nullopt;
+        const auto owner = ownerAt_.find(std::make_pair(f.file, f.offset));
+        if (!edit || owner == ownerAt_.end()) {
+            return edit;
+        }
+        const Qos &qos = *owner->second;
+        auto [names, first] = names_.try_emplace(&qos);
+        if (first) {
+            for (const ElementRef &ref : qos.own) {
+                names->second.emplace(ref.name);
+            }
+        }
+        if (!names->second.insert(f.suggestion).second) {
+            *refusedIn = &qos;
+            return std::nullopt;
+        }
+        return edit;
+    }
+
+private:
+    std::map<std::pair<const SourceFile *, std::ptrdiff_t>, const Qos *> ownerAt_;
+    std::unordered_map<const Qos *, std::unordered_set<std::string>> names_;
+};
+
 // The corrections a run of check --fix makes, and what they leave.
 struct FixResult {
     std::string report; // a line per correction made (or refused); with --dry-run, a diff
@@ -571,40 +616,20 @@ struct FixResult {
 // its QoS already has (or that another correction gives it) would make a duplicate: not made.
 FixResult fixTypos(const std::vector<Finding> &findings, const ProfileSet &set, bool dryRun)
 {
-    // The element and QoS of each name, by the place of the name.
-    std::map<std::pair<const SourceFile *, std::ptrdiff_t>, const Qos *> ownerAt;
-    for (Entity e : kEntities) {
-        for (const Qos *qos : set.order(e)) {
-            for (const ElementRef &ref : qos->own) {
-                const pugi::xml_node at = ref.nameNode ? ref.nameNode : ref.node;
-                ownerAt.emplace(std::make_pair(qos->profile->file, at.offset_debug()), qos);
-            }
-        }
-    }
-    std::map<const Qos *, std::unordered_set<std::string>> added;
+    Corrections corrections(set);
     std::unordered_map<const SourceFile *, std::vector<Edit>> edits;
     FixResult result;
     for (const Finding &f : findings) {
-        std::optional<Edit> edit;
-        if (f.file != nullptr) {
-            edit = typoFix(f);
+        const Qos *refusedIn = nullptr;
+        std::optional<Edit> edit = corrections.of(f, &refusedIn);
+        const std::string where = escaped(f.path) + ":" + std::to_string(f.line) + ": ";
+        if (refusedIn != nullptr) {
+            result.report += where + "not fixed: " + quoted(f.property) + " -> " +
+                             quoted(f.suggestion) + ": would give the name twice in " +
+                             refusedIn->describe() + " [" + f.code + "]\n";
         }
         if (!edit) {
             continue;
-        }
-        const std::string where = escaped(f.path) + ":" + std::to_string(f.line) + ": ";
-        const auto owner = ownerAt.find(std::make_pair(f.file, f.offset));
-        if (owner != ownerAt.end()) {
-            const Qos &qos = *owner->second;
-            const bool present = std::any_of(qos.own.begin(), qos.own.end(), [&](const ElementRef &r) {
-                return r.name == f.suggestion;
-            });
-            if (present || !added[&qos].insert(f.suggestion).second) {
-                result.report += where + "not fixed: " + quoted(f.property) + " -> " +
-                                 quoted(f.suggestion) + ": would give the name twice in " +
-                                 qos.describe() + " [" + f.code + "]\n";
-                continue;
-            }
         }
         result.report += where + "fixed: " + quoted(f.property) + " -> " + quoted(f.suggestion) +
                          " [" + f.code + "]\n";
@@ -724,7 +749,11 @@ int runCheck(const CheckOptions &options)
     }
     std::vector<Finding> &list = findings.list();
     if (options.format == "sarif") {
-        out(sarifLog(list, typoFix));
+        Corrections corrections(set);
+        out(sarifLog(list, [&](const Finding &f) {
+            const Qos *refusedIn = nullptr;
+            return corrections.of(f, &refusedIn);
+        }));
     } else {
         out(textReport(list, options, options.files.size(), set.profileCount(), qosChecked));
     }
