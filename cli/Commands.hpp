@@ -43,6 +43,7 @@ struct GetOptions {
     std::vector<std::string> files;
     std::string profile;
     std::optional<Entity> entity;
+    std::optional<std::string> qos; // the QoS of that name or topic filter
     std::optional<std::string> prefix;
     bool strip = false, reveal = false, json = false;
     std::vector<std::string> externalBases;

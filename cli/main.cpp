@@ -244,9 +244,10 @@ int get(const std::vector<std::string> &args)
 {
     Parser parser("get");
     GetOptions o;
-    std::string entity, prefix, format = "text";
+    std::string entity, prefix, qos, format = "text";
     CLI::App &app = parser.app();
     app.add_option("--profile", o.profile);
+    app.add_option("--qos", qos);
     app.add_option("--entity", entity);
     app.add_option("--prefix", prefix);
     app.add_flag("--strip", o.strip);
@@ -263,6 +264,9 @@ int get(const std::vector<std::string> &args)
     }
     if (app.count("--prefix") > 0) {
         o.prefix = prefix;
+    }
+    if (app.count("--qos") > 0) {
+        o.qos = qos;
     }
     o.json = parser.oneOf("--format", format, {"text", "json"}) == "json";
     if (inputs.empty()) {
