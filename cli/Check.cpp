@@ -513,7 +513,7 @@ private:
 
 
 // The findings as text, or their count line alone with --quiet left out.
-std::string textReport(const std::vector<Finding> &findings, const CheckOptions &options,
+std::string textReport(const FindingList &findings, const CheckOptions &options,
                        std::size_t files, std::size_t profiles, std::size_t qos)
 {
     std::size_t errors = 0, warnings = 0, unusable = 0;
@@ -614,7 +614,7 @@ struct FixResult {
 
 // Writes the typo corrections into the files (or shows them as a diff). A correction to a name
 // its QoS already has (or that another correction gives it) would make a duplicate: not made.
-FixResult fixTypos(const std::vector<Finding> &findings, const ProfileSet &set, bool dryRun)
+FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryRun)
 {
     Corrections corrections(set);
     std::unordered_map<const SourceFile *, std::vector<Edit>> edits;
@@ -747,7 +747,7 @@ int runCheck(const CheckOptions &options)
             checkFiles();
         }
     }
-    std::vector<Finding> &list = findings.list();
+    FindingList &list = findings.list();
     if (options.format == "sarif") {
         Corrections corrections(set);
         out(sarifLog(list, [&](const Finding &f) {

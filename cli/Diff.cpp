@@ -271,7 +271,7 @@ int runDiff(const DiffOptions &options)
 
     std::string text;
     if (options.format == "sarif") {
-        std::vector<Finding> all = problems.list();
+        FindingList all = problems.list();
         for (const Comparison &c : comparisons) {
             all.insert(all.end(), c.refused.begin(), c.refused.end());
         }

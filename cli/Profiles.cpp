@@ -105,12 +105,35 @@ void Findings::inherit(std::size_t index, const void *profile, bool error)
 
 void Findings::sort()
 {
-    std::stable_sort(list_.begin(), list_.end(), [](const Finding &a, const Finding &b) {
+    // Indices are sorted, then the findings moved into place along the permutation's cycles:
+    // no second copy of the findings, which can be many.
+    std::vector<std::size_t> order(list_.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+    }
+    std::stable_sort(order.begin(), order.end(), [this](std::size_t x, std::size_t y) {
+        const Finding &a = list_[x], &b = list_[y];
         if (a.fileIndex != b.fileIndex) {
             return a.fileIndex < b.fileIndex;
         }
         return a.line != b.line ? a.line < b.line : a.column < b.column;
     });
+    // Position i receives the finding at order[i].
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        if (order[i] == i) {
+            continue;
+        }
+        Finding held = std::move(list_[i]);
+        std::size_t at = i;
+        while (order[at] != i) {
+            const std::size_t from = order[at];
+            list_[at] = std::move(list_[from]);
+            order[at] = at;
+            at = from;
+        }
+        list_[at] = std::move(held);
+        order[at] = at;
+    }
 }
 
 // ---- reading profiles ----

@@ -52,6 +52,9 @@ struct Finding {
     std::size_t fileIndex = SIZE_MAX; // order of the file among those given
 };
 
+// Findings in a deque: many of them on a large input, and no copy of them all when it grows.
+using FindingList = std::deque<Finding>;
+
 // The findings of a run. A finding added again under the same key (the same fault at the same
 // place, met again in a profile that inherits it) is counted, not repeated.
 class Findings
@@ -60,15 +63,15 @@ public:
     void add(Finding f, const std::string &key = std::string());
     // Another profile in which the finding `index` holds; `error` raises it to an error.
     void inherit(std::size_t index, const void *profile, bool error);
-    std::vector<Finding> &list() { return list_; }
-    const std::vector<Finding> &list() const { return list_; }
+    FindingList &list() { return list_; }
+    const FindingList &list() const { return list_; }
     // Index of the finding added under `key`, or SIZE_MAX.
     std::size_t find(const std::string &key) const;
     // By file (in the order given), line, column.
     void sort();
 
 private:
-    std::vector<Finding> list_;
+    FindingList list_;
     std::vector<const void *> lastProfile_;
     std::unordered_map<std::string, std::size_t> byKey_;
 };

@@ -150,7 +150,7 @@ std::string artifactUri(const std::string &path)
     return percentEncoded(p.generic_string());
 }
 
-std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixOf)
+std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
 {
     Json rulesJson = Json::array();
     for (const Rule &rule : rules()) {

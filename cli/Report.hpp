@@ -22,7 +22,7 @@ using FixFinder = std::function<std::optional<Edit>(const Finding &)>;
 nlohmann::ordered_json findingObject(const Finding &finding);
 
 // One SARIF log with one run: the tool, its rules, and a result per finding.
-std::string sarifLog(const std::vector<Finding> &findings, const FixFinder &fixOf);
+std::string sarifLog(const FindingList &findings, const FixFinder &fixOf);
 
 // A path as a URI reference: relative to the working directory when it is below it, a file:
 // URI otherwise; bytes outside the unreserved set percent-encoded.

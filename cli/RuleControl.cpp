@@ -168,7 +168,7 @@ void checkRuleCodes(const std::vector<std::string> &codes, const char *option)
     }
 }
 
-void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled,
+void applyRuleControl(FindingList &findings, const std::vector<std::string> &disabled,
                       const ProfileSet &set)
 {
     const auto isDisabled = [&](const std::string &code) {

@@ -37,7 +37,7 @@ void checkRuleCodes(const std::vector<std::string> &codes, const char *option);
 // (and everything inside that element), for the rules it names. A name in such a comment that
 // is no rule's is a finding of its own (unknown-rule). Order is kept; new findings are added
 // at the end.
-void applyRuleControl(std::vector<Finding> &findings, const std::vector<std::string> &disabled,
+void applyRuleControl(FindingList &findings, const std::vector<std::string> &disabled,
                       const ProfileSet &set);
 
 } // namespace propqos::cli
