@@ -80,6 +80,9 @@ void Findings::add(Finding f, const std::string &key)
             return;
         }
     }
+    // Messages are built by appending: without their spare capacity, many findings take less.
+    f.message.shrink_to_fit();
+    f.property.shrink_to_fit();
     list_.push_back(std::move(f));
     lastProfile_.push_back(nullptr);
 }

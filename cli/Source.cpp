@@ -445,6 +445,16 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
     }
 
     // Line starts, from the text before the parser rewrites it.
+    // Counted first: a large file has many lines, and a growing vector would hold up to twice
+    // their offsets.
+    std::size_t lines = 1;
+    for (const char *p = buffer, *end = buffer + size;
+         (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
+         nullptr;
+         ++p) {
+        ++lines;
+    }
+    source->lineStarts_.reserve(lines);
     source->lineStarts_.push_back(0);
     for (const char *p = buffer, *end = buffer + size;
          (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
