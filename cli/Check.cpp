@@ -626,13 +626,13 @@ FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryR
         if (refusedIn != nullptr) {
             result.report += where + "not fixed: " + quoted(f.property) + " -> " +
                              quoted(f.suggestion) + ": would give the name twice in " +
-                             refusedIn->describe() + " [" + f.code + "]\n";
+                             refusedIn->describe() + " [" + std::string(f.code) + "]\n";
         }
         if (!edit) {
             continue;
         }
         result.report += where + "fixed: " + quoted(f.property) + " -> " + quoted(f.suggestion) +
-                         " [" + f.code + "]\n";
+                         " [" + std::string(f.code) + "]\n";
         edits[f.file].push_back(std::move(*edit));
     }
     std::string diff;

@@ -41,10 +41,10 @@ struct Finding {
     std::size_t line = 0;
     std::size_t column = 0;
     Level level = Level::Error;
-    std::string code;    // stable identifier: "unknown-property", "unknown-base", ...
+    std::string_view code; // stable identifier (a literal): "unknown-property", "unknown-base", ...
     std::string message; // one line, without the location
     std::string profile; // "Lib::Profile", when it concerns one
-    std::string entity;  // "participant", "datawriter", "datareader", when it concerns one
+    std::string_view entity; // "participant", "datawriter", "datareader", when it concerns one
     std::string property;
     std::string suggestion;
     std::ptrdiff_t offset = -1;  // of the node at fault (the name of its element), when known

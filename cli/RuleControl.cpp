@@ -208,7 +208,7 @@ void applyRuleControl(FindingList &findings, const std::vector<std::string> &dis
     }
     std::vector<bool> drop(findings.size(), false);
     for (std::size_t i = 0; i < findings.size(); ++i) {
-        drop[i] = isDisabled(findings[i].code);
+        drop[i] = isDisabled(std::string(findings[i].code));
         if (!drop[i] && findings[i].file != nullptr && findings[i].offset >= 0) {
             byFile[findings[i].file].push_back(i);
         }

@@ -416,7 +416,7 @@ std::string formatFinding(const Finding &f)
                 (f.inheritedBy == 1 ? " more profile)" : " more profiles)");
     }
     if (!f.code.empty()) {
-        text += " [" + f.code + "]";
+        text += " [" + std::string(f.code) + "]";
     }
     return text;
 }
