@@ -106,6 +106,12 @@ void Findings::inherit(std::size_t index, const void *profile, bool error)
     }
 }
 
+std::string_view Findings::keep(std::string text)
+{
+    kept_.push_back(std::move(text));
+    return kept_.back();
+}
+
 void Findings::sort()
 {
     // Indices are sorted, then the findings moved into place along the permutation's cycles:

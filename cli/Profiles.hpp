@@ -37,7 +37,9 @@ enum class Level { Error, Warning };
 // One thing the tool has to say about an input, at a place in it.
 struct Finding {
     const SourceFile *file = nullptr; // the file, when it could be read
-    std::string path;                 // its name, also for a file that could not be read
+    // Its name: a view of the file's own, or of the run's findings for a file that could not be
+    // read (one copy of a name that many findings carry).
+    std::string_view path;
     std::size_t line = 0;
     std::size_t column = 0;
     Level level = Level::Error;
@@ -69,11 +71,14 @@ public:
     std::size_t find(const std::string &key) const;
     // By file (in the order given), line, column.
     void sort();
+    // A copy of `text` that lives as long as these findings.
+    std::string_view keep(std::string text);
 
 private:
     FindingList list_;
     std::vector<const void *> lastProfile_;
     std::unordered_map<std::string, std::size_t> byKey_;
+    std::deque<std::string> kept_;
 };
 
 struct Profile;

@@ -108,7 +108,7 @@ Json region(const SourceFile &file, const Columns &columns, std::size_t begin,
 
 Json physicalLocation(const Finding &f, const Columns &columns)
 {
-    Json location = {{"artifactLocation", {{"uri", artifactUri(f.path)}}}};
+    Json location = {{"artifactLocation", {{"uri", artifactUri(std::string(f.path))}}}};
     if (f.file == nullptr) {
         // A file that could not be read: what the reader could tell of the place.
         if (f.line > 0) {
@@ -202,7 +202,7 @@ std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
             const Json replacement = {
                 {"deletedRegion", region(*f.file, columns, edit->begin, edit->end)},
                 {"insertedContent", {{"text", edit->text}}}};
-            const Json change = {{"artifactLocation", {{"uri", artifactUri(f.path)}}},
+            const Json change = {{"artifactLocation", {{"uri", artifactUri(std::string(f.path))}}},
                                  {"replacements", Json::array({replacement})}};
             const Json fix = {{"description", {{"text", "Replace with \"" + edit->text + "\""}}},
                               {"artifactChanges", Json::array({change})}};

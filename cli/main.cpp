@@ -370,7 +370,7 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
         } catch (const InputError &e) {
             // One file the tool cannot read does not keep it from the others.
             Finding f;
-            f.path = e.path.empty() ? paths[i] : e.path;
+            f.path = findings.keep(e.path.empty() ? paths[i] : e.path);
             f.fileIndex = i;
             f.line = e.line;
             f.column = e.column;
