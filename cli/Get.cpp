@@ -149,7 +149,7 @@ int runGet(const GetOptions &options)
     }
     bool broken = false;
     for (const Finding &f : problems.list()) {
-        if (chain.count(f.profile) != 0 || f.code == "unusable-file") {
+        if (chain.count(std::string(f.profile)) != 0 || f.code == "unusable-file") {
             std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
             broken = broken || f.level == Level::Error;
         }

@@ -75,7 +75,7 @@ void Findings::add(Finding f, const std::string &key)
         const auto [it, added] = byKey_.emplace(key, list_.size());
         if (!added) {
             // The profile is known here by its name only.
-            const std::size_t identity = std::hash<std::string>()(f.profile);
+            const std::size_t identity = std::hash<std::string_view>()(f.profile);
             inherit(it->second, reinterpret_cast<const void *>(identity), f.level == Level::Error);
             return;
         }

@@ -45,7 +45,7 @@ struct Finding {
     Level level = Level::Error;
     std::string_view code; // stable identifier (a literal): "unknown-property", "unknown-base", ...
     std::string message; // one line, without the location
-    std::string profile; // "Lib::Profile", when it concerns one
+    std::string_view profile; // "Lib::Profile" (a view of the profile's own), when it concerns one
     std::string_view entity; // "participant", "datawriter", "datareader", when it concerns one
     std::string property;
     std::string suggestion;
