@@ -1,4 +1,5 @@
 #include "Source.hpp"
+#include "Text.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -127,40 +128,6 @@ void appendUtf8(std::string &out, unsigned long code)
         out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
         out += static_cast<char>(0x80 | (code & 0x3F));
     }
-}
-
-// Number of bytes of the UTF-8 sequence at text[i] and its code point; 0 when not valid UTF-8.
-std::size_t decodeUtf8(std::string_view text, std::size_t i, unsigned long &code)
-{
-    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-    const unsigned char c = byte(i);
-    std::size_t n;
-    unsigned long minimum;
-    if (c < 0x80) {
-        code = c;
-        return 1;
-    } else if (c >= 0xC2 && c <= 0xDF) {
-        n = 2, minimum = 0x80, code = c & 0x1Fu;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-        n = 3, minimum = 0x800, code = c & 0x0Fu;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-        n = 4, minimum = 0x10000, code = c & 0x07u;
-    } else {
-        return 0;
-    }
-    if (i + n > text.size()) {
-        return 0;
-    }
-    for (std::size_t k = 1; k < n; ++k) {
-        if ((byte(i + k) & 0xC0u) != 0x80u) {
-            return 0;
-        }
-        code = (code << 6) | (byte(i + k) & 0x3Fu);
-    }
-    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-        return 0;
-    }
-    return n;
 }
 
 bool isXmlChar(unsigned long c)

@@ -17,38 +17,6 @@ void appendHex4(std::string &out, unsigned value)
     out += buffer;
 }
 
-// Length of the valid UTF-8 sequence at text[i], or 0 when the bytes there are not one.
-std::size_t utf8Length(std::string_view text, std::size_t i)
-{
-    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-    const unsigned char c = byte(i);
-    std::size_t n;
-    unsigned minimum;
-    unsigned code;
-    if (c >= 0xC2 && c <= 0xDF) {
-        n = 2, minimum = 0x80, code = c & 0x1Fu;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-        n = 3, minimum = 0x800, code = c & 0x0Fu;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-        n = 4, minimum = 0x10000, code = c & 0x07u;
-    } else {
-        return 0;
-    }
-    if (i + n > text.size()) {
-        return 0;
-    }
-    for (std::size_t k = 1; k < n; ++k) {
-        if ((byte(i + k) & 0xC0u) != 0x80u) {
-            return 0;
-        }
-        code = (code << 6) | (byte(i + k) & 0x3Fu);
-    }
-    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-        return 0;
-    }
-    return n;
-}
-
 // Whether the n-byte UTF-8 sequence at text[i] is a character that changes how a terminal
 // shows what follows it: a C1 control (U+0080..U+009F), or a bidirectional control or mark
 // (U+061C, U+200E, U+200F, U+202A..U+202E, U+2066..U+2069) that can make text read in an order
@@ -96,7 +64,8 @@ std::string escaped(std::string_view text)
     for (std::size_t i = 0; i < text.size();) {
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x80) {
-            const std::size_t n = utf8Length(text, i);
+            unsigned long code = 0;
+            const std::size_t n = decodeUtf8(text, i, code);
             if (n == 0) {
                 char buffer[8];
                 std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
@@ -199,7 +168,8 @@ std::string jsonString(std::string_view text)
     for (std::size_t i = 0; i < text.size();) {
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x80) {
-            const std::size_t n = utf8Length(text, i);
+            unsigned long code = 0;
+            const std::size_t n = decodeUtf8(text, i, code);
             if (n == 0) {
                 out += "\\ufffd";
                 ++i;
@@ -294,6 +264,39 @@ bool equalsIgnoreCase(std::string_view a, std::string_view b)
         }
     }
     return true;
+}
+
+std::size_t decodeUtf8(std::string_view text, std::size_t i, unsigned long &code)
+{
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
+    const unsigned char c = byte(i);
+    std::size_t n;
+    unsigned long minimum;
+    if (c < 0x80) {
+        code = c;
+        return 1;
+    } else if (c >= 0xC2 && c <= 0xDF) {
+        n = 2, minimum = 0x80, code = c & 0x1Fu;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+        n = 3, minimum = 0x800, code = c & 0x0Fu;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        n = 4, minimum = 0x10000, code = c & 0x07u;
+    } else {
+        return 0;
+    }
+    if (i + n > text.size()) {
+        return 0;
+    }
+    for (std::size_t k = 1; k < n; ++k) {
+        if ((byte(i + k) & 0xC0u) != 0x80u) {
+            return 0;
+        }
+        code = (code << 6) | (byte(i + k) & 0x3Fu);
+    }
+    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
+        return 0;
+    }
+    return n;
 }
 
 } // namespace propqos::cli

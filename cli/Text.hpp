@@ -8,6 +8,10 @@
 namespace propqos::cli
 {
 
+// Number of bytes of the UTF-8 sequence at text[i] and its code point; 0 when the bytes there
+// are not valid UTF-8 (overlong forms and surrogates included).
+std::size_t decodeUtf8(std::string_view text, std::size_t i, unsigned long &code);
+
 // `text` made safe for a terminal and one line: '"', '\\', control characters (C0, DEL, C1),
 // bidirectional controls and bytes that are not UTF-8 escaped.
 std::string escaped(std::string_view text);
