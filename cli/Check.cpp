@@ -161,15 +161,7 @@ private:
                     const char *code, std::string message, std::string_view property = {},
                     std::string suggestion = "")
     {
-        Finding f;
-        f.file = owner.file;
-        f.path = owner.file->path();
-        f.fileIndex = owner.fileIndex;
-        f.line = owner.file->lineOf(node);
-        f.offset = node.offset_debug();
-        f.level = level;
-        f.code = code;
-        f.message = std::move(message);
+        Finding f = findingAt(owner, node, level, code, std::move(message));
         f.profile = qos.profile->qualified;
         f.entity = entityLabel(qos.entity);
         f.property = std::string(property);

@@ -171,22 +171,6 @@ std::optional<Entity> qosEntity(std::string_view tag)
     return std::nullopt;
 }
 
-Finding at(const Profile &p, pugi::xml_node node, Level level, const char *code,
-           std::string message)
-{
-    Finding f;
-    f.file = p.file;
-    f.path = p.file->path();
-    f.fileIndex = p.fileIndex;
-    f.line = p.file->lineOf(node);
-    f.offset = node.offset_debug();
-    f.level = level;
-    f.code = code;
-    f.message = std::move(message);
-    f.profile = p.qualified;
-    return f;
-}
-
 std::string_view withoutRootScope(std::string_view name)
 {
     return name.substr(0, 2) == "::" ? name.substr(2) : name;
@@ -277,7 +261,7 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
 {
     const Profile &profile = *qos.profile;
     const auto report = [&](pugi::xml_node node, std::string message, std::string_view property) {
-        Finding f = at(profile, node, Level::Error, "malformed-element",
+        Finding f = findingAt(profile, node, Level::Error, "malformed-element",
                        std::move(message) + " in " + qos.describe());
         f.entity = entityLabel(qos.entity);
         f.property = std::string(property);
@@ -351,7 +335,7 @@ void ProfileSet::resolve(Findings &findings)
         if (!inserted) {
             p.duplicate = true;
             const Profile &first = profiles_[it->second];
-            findings.add(at(p, p.node, Level::Error, "duplicate-profile",
+            findings.add(findingAt(p, p.node, Level::Error, "duplicate-profile",
                             "profile " + quoted(p.qualified) + " is defined again (first at " +
                                 escaped(first.file->where(first.node)) +
                                 "); this definition is ignored"));
@@ -401,11 +385,11 @@ void ProfileSet::resolve(Findings &findings)
         }
         Finding f =
             libraryHere
-                ? at(from, node, Level::Error, code,
+                ? findingAt(from, node, Level::Error, code,
                      "base profile " + quoted(name) + " of " + quoted(from.qualified) +
                          " is not defined" +
                          (library.empty() ? std::string() : " in library " + quoted(library)))
-                : at(from, node, Level::Warning, code,
+                : findingAt(from, node, Level::Warning, code,
                      "base profile " + quoted(name) + " of " + quoted(from.qualified) +
                          " is not in the files given; what it sets is not checked (declare it "
                          "with --external-base)");
@@ -458,7 +442,7 @@ void ProfileSet::resolve(Findings &findings)
                         }
                     }
                     path += escaped(base->qualified);
-                    findings.add(at(*base, base->node, Level::Error, "inheritance-cycle",
+                    findings.add(findingAt(*base, base->node, Level::Error, "inheritance-cycle",
                                     "base_name inheritance cycle: " + path));
                     if (p == base) {
                         p->bases.erase(p->bases.begin() + static_cast<std::ptrdiff_t>(next));
@@ -630,7 +614,7 @@ void ProfileSet::resolve(Findings &findings)
                     }
                     q = const_cast<Qos *>(next);
                 }
-                findings.add(at(*q->profile, q->node ? q->node : q->profile->node, Level::Error,
+                findings.add(findingAt(*q->profile, q->node ? q->node : q->profile->node, Level::Error,
                                 "inheritance-cycle",
                                 "base_name inheritance cycle through " + q->describe()));
                 q->bases.erase(std::find(q->bases.begin(), q->bases.end(), next));
@@ -826,6 +810,22 @@ PropertyList ProfileSet::toList(const std::vector<const ElementRef *> &elements,
         }
     }
     return list;
+}
+
+Finding findingAt(const Profile &p, pugi::xml_node node, Level level, const char *code,
+           std::string message)
+{
+    Finding f;
+    f.file = p.file;
+    f.path = p.file->path();
+    f.fileIndex = p.fileIndex;
+    f.line = p.file->lineOf(node);
+    f.offset = node.offset_debug();
+    f.level = level;
+    f.code = code;
+    f.message = std::move(message);
+    f.profile = p.qualified;
+    return f;
 }
 
 } // namespace propqos::cli

@@ -136,6 +136,10 @@ struct Profile {
     bool duplicate = false;      // a later definition of a name already defined
 };
 
+// A finding at `node` of profile `p`'s file, filed under `p`.
+Finding findingAt(const Profile &p, pugi::xml_node node, Level level, const char *code,
+                  std::string message);
+
 class ProfileSet
 {
 public:
