@@ -31,6 +31,26 @@ long editDistance(std::string_view a, std::string_view b, bool caseSensitive)
     return row[b.size()];
 }
 
+// The distance VorlString_validateName reports: exact while the shorter name fits one row of 256
+// characters and the longer one is not more than 256 longer; beyond that the documented bound
+// (the far longer name's excess counted as insertions, pieces of 256 compared pairwise).
+long reportedDistance(std::string_view a, std::string_view b, bool caseSensitive)
+{
+    constexpr size_t kRow = 256;
+    if (a.size() < b.size()) std::swap(a, b);
+    if (a.size() - b.size() > kRow) {
+        const size_t compared = b.size() + kRow;
+        return long(a.size() - compared) + reportedDistance(a.substr(0, compared), b, caseSensitive);
+    }
+    if (b.size() <= kRow) return editDistance(a, b, caseSensitive);
+    long total = 0;
+    size_t offset = 0;
+    for (; offset < b.size(); offset += kRow) {
+        total += editDistance(a.substr(offset, kRow), b.substr(offset, kRow), caseSensitive);
+    }
+    return total + long(a.size() > offset ? a.size() - offset : 0);
+}
+
 bool equalNames(std::string_view a, std::string_view b, bool caseSensitive)
 {
     return a.size() == b.size() && startsWith(a, b, !caseSensitive);
@@ -176,7 +196,7 @@ void checkValidateName(const Policy &policy, const std::string &name, bool caseS
         return;
     }
     for (size_t i = 0; i + 1 < table.size(); ++i) {
-        const long d = editDistance(n, table[i], caseSensitive);
+        const long d = reportedDistance(n, table[i], caseSensitive);
         if (d < best) {
             best = d;
             bestIndex = long(i);

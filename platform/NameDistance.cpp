@@ -2,8 +2,8 @@
 //
 // Distance. The Levenshtein edit distance (insertion, deletion, substitution: 1 each), computed
 // with two rows on the stack and no heap at all. The rows run over the shorter of the two
-// strings, so the result is exact whenever one of them has at most kRowChars characters,
-// whatever the length of the other.
+// strings, so the result is exact whenever that one has at most kRowChars characters and the
+// other is not longer by more than kRowChars (see below for the bounds used beyond).
 //
 // When both are longer than kRowChars, they are cut at the same offsets into pieces of kRowChars
 // characters; the pieces at equal offsets are compared exactly and their distances added, and
