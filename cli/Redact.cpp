@@ -74,16 +74,7 @@ int runRedact(const std::string &file)
                 }
             }
         }
-        if (!isProperty && node.first_child()) {
-            node = node.first_child();
-            continue;
-        }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-        }
-        if (node) {
-            node = node.next_sibling();
-        }
+        node = nextInDocument(node, !isProperty);
     }
 
     // Offsets are into the decoded text; the output is the file's own bytes.

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "Rules.hpp"
+#include "Source.hpp"
 #include "Text.hpp"
 
 namespace propqos::cli
@@ -78,26 +79,12 @@ std::vector<Covered> coveredElements(const pugi::xml_document &document,
                 target = target.next_sibling();
             }
             if (!codes.empty() && target) {
-                pugi::xml_node after = target;
-                while (after && !after.next_sibling()) {
-                    after = after.parent();
-                }
-                const std::ptrdiff_t end =
-                    after ? after.next_sibling().offset_debug() : PTRDIFF_MAX;
+                const std::ptrdiff_t end = nextAfter(target).offset_debug();
                 out.push_back(Covered{target.offset_debug(), end < 0 ? PTRDIFF_MAX : end,
                                       std::move(codes)});
             }
         }
-        if (node.first_child()) {
-            node = node.first_child();
-            continue;
-        }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-        }
-        if (node) {
-            node = node.next_sibling();
-        }
+        node = nextInDocument(node);
     }
     return out;
 }

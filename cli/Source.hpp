@@ -93,6 +93,22 @@ pugi::xml_node childNamed(pugi::xml_node node, std::string_view name);
 // in which case it is assembled in `scratch`.
 std::string_view textOf(pugi::xml_node node, std::string &scratch);
 
+// The node after `node` and its descendants in document order, or a null node at the end.
+// Walking with it needs no recursion, so nesting depth (the input's to choose) costs no stack.
+inline pugi::xml_node nextAfter(pugi::xml_node node)
+{
+    while (node && !node.next_sibling()) {
+        node = node.parent();
+    }
+    return node ? node.next_sibling() : pugi::xml_node();
+}
+
+// The node after `node` in document order: its first child when `descend` and it has one.
+inline pugi::xml_node nextInDocument(pugi::xml_node node, bool descend = true)
+{
+    return descend && node.first_child() ? node.first_child() : nextAfter(node);
+}
+
 } // namespace propqos::cli
 
 #endif
