@@ -16,6 +16,9 @@
 #ifndef PROPQOS_INFORMATION_URI
 #define PROPQOS_INFORMATION_URI ""
 #endif
+#ifndef PROPQOS_DOC_FROM_BIN
+#define PROPQOS_DOC_FROM_BIN "../share/doc/propqos"
+#endif
 
 namespace propqos::cli
 {
@@ -126,6 +129,26 @@ Json physicalLocation(const Finding &f, const Columns &columns)
     return location;
 }
 
+// A home page named at build time, else the README installed beside the running tool; none when
+// the tool runs from a build tree.
+std::string informationUri()
+{
+    namespace fs = std::filesystem;
+    if (*PROPQOS_INFORMATION_URI != '\0') {
+        return PROPQOS_INFORMATION_URI;
+    }
+    std::error_code error;
+    const fs::path tool = fs::read_symlink("/proc/self/exe", error);
+    if (error) {
+        return {};
+    }
+    const fs::path readme = (tool.parent_path() / PROPQOS_DOC_FROM_BIN / "README.md").lexically_normal();
+    if (!fs::is_regular_file(readme, error)) {
+        return {};
+    }
+    return "file://" + percentEncoded(readme.generic_string());
+}
+
 } // namespace
 
 nlohmann::ordered_json findingObject(const Finding &finding)
@@ -211,8 +234,8 @@ std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
         results.push_back(std::move(result));
     }
     Json driver = {{"name", "propqos"}, {"version", PROPQOS_VERSION}};
-    if (*PROPQOS_INFORMATION_URI != '\0') {
-        driver["informationUri"] = PROPQOS_INFORMATION_URI;
+    if (std::string uri = informationUri(); !uri.empty()) {
+        driver["informationUri"] = std::move(uri);
     }
     driver["rules"] = std::move(rulesJson);
     const Json log = {

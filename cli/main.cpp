@@ -133,7 +133,9 @@ private:
 };
 
 // Files and directories as given; a directory stands for every *.xml file below it, in the
-// order of their paths, so that runs over the same tree report in the same order.
+// order of their paths, so that runs over the same tree report in the same order. A directory
+// that cannot be listed is kept as an input of its own: reading it then fails, and that is
+// reported as an unusable file while everything else is still checked.
 std::vector<std::string> expandInputs(const std::vector<std::string> &inputs)
 {
     namespace fs = std::filesystem;
@@ -145,15 +147,24 @@ std::vector<std::string> expandInputs(const std::vector<std::string> &inputs)
             continue;
         }
         std::vector<std::string> found;
-        for (fs::recursive_directory_iterator it(input, error), end; !error && it != end;
-             it.increment(error)) {
-            std::error_code typeError;
-            if (it->path().extension() == ".xml" && it->is_regular_file(typeError)) {
-                found.push_back(it->path().string());
+        std::vector<fs::path> pending{fs::path(input)};
+        while (!pending.empty()) {
+            const fs::path dir = std::move(pending.back());
+            pending.pop_back();
+            fs::directory_iterator it(dir, error);
+            for (const fs::directory_iterator end; !error && it != end; it.increment(error)) {
+                std::error_code typeError;
+                // Links to directories are not followed, so a link cycle cannot loop.
+                if (fs::is_directory(it->symlink_status(typeError))) {
+                    pending.push_back(it->path());
+                } else if (it->path().extension() == ".xml" && it->is_regular_file(typeError)) {
+                    found.push_back(it->path().string());
+                }
             }
-        }
-        if (error) {
-            throw InputError(input + ": error: cannot read: " + error.message());
+            if (error) {
+                found.push_back(dir.string());
+                error.clear();
+            }
         }
         std::sort(found.begin(), found.end());
         files.insert(files.end(), found.begin(), found.end());

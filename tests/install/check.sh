@@ -13,9 +13,10 @@ for kind in static shared; do
     shared=OFF; [ $kind = shared ] && shared=ON
     prefix=$scratch/$kind
     cmake -S "$root" -B "$scratch/build-$kind" -G Ninja -DBUILD_SHARED_LIBS=$shared \
-        -DPROPQOS_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX="$prefix" >/dev/null
+        -DPROPQOS_BUILD_TESTS=OFF >/dev/null
     cmake --build "$scratch/build-$kind" -j "$(nproc)" >/dev/null
-    cmake --install "$scratch/build-$kind" >/dev/null
+    # Installed elsewhere than configured, as packagers and `--prefix` users do.
+    cmake --install "$scratch/build-$kind" --prefix "$prefix" >/dev/null
 
     cmake -S "$here" -B "$scratch/cmake-$kind" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
     cmake --build "$scratch/cmake-$kind" >/dev/null
@@ -27,7 +28,9 @@ for kind in static shared; do
     gcc -std=c11 -Wall -Werror "$here/main.c" -o "$scratch/pc-$kind" \
         $(pkg-config "${static_flag[@]}" --cflags --libs propqos) -Wl,-rpath,"$prefix/lib"
     echo "$kind, pkg-config: $("$scratch/pc-$kind")"
-    "$prefix/bin/propqos" --version >/dev/null
+    sarif=$("$prefix/bin/propqos" check --format sarif "$root/examples/profiles.xml" || true)
+    grep -qF "\"informationUri\": \"file://$prefix/share/doc/propqos/README.md\"" <<<"$sarif" ||
+        { echo "the installed tool does not name its installed README" >&2; exit 1; }
 done
 
 lib=$scratch/shared/lib/libpropqos.so
