@@ -439,10 +439,11 @@ private:
     static std::string contextOf(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
         std::string context(1, static_cast<char>('0' + static_cast<int>(qos.entity)));
+        std::string lower;
         for (const ElementRef *ref : list) {
-            std::string lower(ref->name);
+            lower.assign(ref->name);
             for (char &c : lower) {
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
             }
             for (const char *part : {"load_plugin", ".create_function", ".subtransport",
                                      "flow_controller", "plugin_name"}) {

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,50 @@ TEST(NameDistanceTest, OutputsChangeOnlyForAStrictlyCloserEntry)
     EXPECT_EQ(VorlString_validateName(&index, &distance, nullptr, table, 1), 0);
     EXPECT_EQ(VorlString_validateName(&index, &distance, "abcz", nullptr, 1), 0);
     EXPECT_TRUE(index == 9 && distance == 6);
+}
+
+TEST(NameDistanceTest, ClosestEntryMatchesTheFullTableOnRandomNames)
+{
+    // Names on both sides of 64 characters (one machine word), entries near them (a few edits)
+    // and far from them, either letter case: the entry taken is the first at the least distance.
+    std::mt19937 random(14);
+    const auto text = [&](size_t length) {
+        std::string s;
+        for (size_t i = 0; i < length; ++i) s += "abcABC._x9"[random() % 10];
+        return s;
+    };
+    const auto folded = [](std::string s) {
+        for (char &c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        const std::string name = text(random() % 90);
+        std::vector<std::string> entries;
+        for (int k = 0; k < 6; ++k) {
+            std::string e = random() % 2 ? text(1 + random() % 120) : name;
+            for (int edits = random() % 5; edits > 0 && !e.empty(); --edits) {
+                const size_t at = random() % e.size();
+                random() % 2 ? e.erase(at, 1) : e.insert(at, 1, "aB."[random() % 3]);
+            }
+            entries.push_back(e.empty() ? "q" : e);
+        }
+        std::vector<const char *> table;
+        for (const std::string &e : entries) table.push_back(e.c_str());
+        table.push_back("");
+        for (int withCase = 0; withCase <= 1; ++withCase) {
+            DDS_Long want = -1, wantDistance = INT_MAX, index = -1, distance = INT_MAX;
+            for (size_t k = 0; k < entries.size(); ++k) {
+                const DDS_Long d = withCase ? referenceDistance(name, entries[k])
+                                            : referenceDistance(folded(name), folded(entries[k]));
+                if (d < wantDistance) want = static_cast<DDS_Long>(k), wantDistance = d;
+            }
+            if (wantDistance == 0) continue; // the name is in the table
+            EXPECT_EQ(VorlString_validateName(&index, &distance, name.c_str(), table.data(), withCase), 0);
+            ASSERT_TRUE(index == want && distance == wantDistance)
+                << name << " case " << withCase << ": " << index << "/" << distance << " instead of "
+                << want << "/" << wantDistance;
+        }
+    }
 }
 
 TEST(NameDistanceTest, NamesLongerThanTheRowGiveAnUpperBound)
