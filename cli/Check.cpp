@@ -150,22 +150,30 @@ private:
         return ref.nameNode ? ref.nameNode : ref.node;
     }
 
-    static std::string keyOf(const char *code, const void *where, std::string_view more = {})
+    static FindingKey keyOf(const char *code, const void *where, std::string_view text = {},
+                            long long number = 0)
     {
-        return std::string(code) + '\n' + std::to_string(reinterpret_cast<std::uintptr_t>(where)) +
-               '\n' + std::string(more);
+        return FindingKey{code, where, text, number};
     }
 
     // A finding about `qos` at `node` of `owner`'s file.
     Finding finding(const Qos &qos, const Profile &owner, pugi::xml_node node, Level level,
-                    const char *code, std::string message, std::string_view property = {},
-                    std::string suggestion = "")
+                    const char *code, std::string message, std::string_view property = {})
     {
         Finding f = findingAt(owner, node, level, code, std::move(message));
         f.profile = qos.profile->qualified;
         f.entity = entityLabel(qos.entity);
-        f.property = std::string(property);
-        f.suggestion = std::move(suggestion);
+        f.property = property;
+        return f;
+    }
+
+    // A finding whose message is made when it is printed, from `form` and the fields.
+    Finding deferred(const Qos &qos, const Qos &named, const Profile &owner, pugi::xml_node node,
+                     Level level, const char *code, Form form, std::string_view property)
+    {
+        Finding f = finding(qos, owner, node, level, code, std::string(), property);
+        f.form = form;
+        f.qos = &named;
         return f;
     }
 
@@ -244,13 +252,9 @@ private:
     {
         for (const ElementRef *ref : list) {
             if (ref->propagate && ref->confidential) {
-                findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), Level::Warning,
-                                      "confidential-propagated",
-                                      "confidential property " + quotedShort(ref->name, 4096) +
-                                          " in " + ref->owner->describe() +
-                                          " is marked to propagate: remote peers would receive "
-                                          "its value",
-                                      ref->name),
+                findings_.add(deferred(qos, *ref->owner, *ref->owner->profile, nameNode(*ref),
+                                       Level::Warning, "confidential-propagated",
+                                       Form::PropagatedSecret, ref->name),
                               keyOf("confidential-propagated", ref));
             }
         }
@@ -297,13 +301,14 @@ private:
         }
         const auto [owner, node] = qosLocation(qos);
         for (const LimitViolation &v : report.violations) {
-            findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",
-                                  qos.describe() + ": " + v.what + " (" +
-                                      std::to_string(v.actual) + ") exceeds " + v.limitName +
-                                      " (" + std::to_string(v.limit) + ")",
-                                  v.limitName),
-                          keyOf("resource-limit", node.internal_object(),
-                                v.limitName + '\n' + std::to_string(v.actual)));
+            const TextRef limitName = findings_.intern(v.limitName);
+            Finding f = deferred(qos, qos, *owner, node, Level::Error, "resource-limit",
+                                 Form::ResourceLimit, limitName);
+            f.what = findings_.intern(v.what);
+            f.actual = static_cast<std::int32_t>(v.actual);
+            f.limit = static_cast<std::int32_t>(v.limit);
+            findings_.add(std::move(f),
+                          keyOf("resource-limit", node.internal_object(), limitName, v.actual));
         }
         if (report.violations.empty()) {
             findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",
@@ -371,7 +376,8 @@ private:
                                           " characters in " + qos.describe() +
                                           " is too long to be one (over " +
                                           std::to_string(kMaxNameLength) + ")",
-                                      std::string(ref->name.substr(0, 64)) + "..."));
+                                      findings_.keep(std::string(ref->name.substr(0, 64)) +
+                                                     "...")));
                 settled_[ref->index] = findings_.list().size() - 1;
                 judgedIn_[ref->index] = kAnyContext;
             }
@@ -459,21 +465,20 @@ private:
     void reportUnknown(const Qos &qos, const ElementRef *ref, const UnexpectedName &u, Level level)
     {
         const std::string suggestion = nearSuggestion(u.name, u.suggestion);
-        std::string message = "unknown property " + quoted(u.name) + " in " + qos.describe();
+        const auto [owner, node] =
+            ref == nullptr ? qosLocation(qos) : std::make_pair(ref->owner->profile, nameNode(*ref));
+        Finding f = deferred(qos, qos, *owner, node, level, "unknown-property",
+                             Form::UnknownProperty,
+                             ref != nullptr ? ref->name : std::string_view(findings_.keep(u.name)));
         if (!suggestion.empty()) {
-            message += "; did you mean " + quoted(suggestion) + "?";
+            f.suggestion = findings_.intern(suggestion);
         }
-        if (ref == nullptr) {
-            const auto [owner, node] = qosLocation(qos);
-            findings_.add(finding(qos, *owner, node, level, "unknown-property", std::move(message),
-                                  u.name, suggestion));
-            return;
+        findings_.add(std::move(f));
+        if (ref != nullptr) {
+            // Said once: the profiles that inherit the element count towards this finding.
+            settled_[ref->index] = findings_.list().size() - 1;
+            judgedIn_[ref->index] = context_;
         }
-        // Said once: the profiles that inherit the element count towards this finding.
-        findings_.add(finding(qos, *ref->owner->profile, nameNode(*ref), level, "unknown-property",
-                              std::move(message), u.name, suggestion));
-        settled_[ref->index] = findings_.list().size() - 1;
-        judgedIn_[ref->index] = context_;
     }
 
     void reportFailure(const Qos &qos, const ValidationReport &report)
@@ -586,7 +591,7 @@ public:
                 names->second.emplace(ref.name);
             }
         }
-        if (!names->second.insert(f.suggestion).second) {
+        if (!names->second.insert(std::string(f.suggestion)).second) {
             *refusedIn = &qos;
             return std::nullopt;
         }

@@ -59,7 +59,7 @@ struct Comparison {
 // The refusals of one change, each named with the reason: the module names the first property
 // it refuses; to name them all, check again with each refused property put back as it was.
 void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList &newList,
-                 const std::vector<const ElementRef *> &elements, bool enabled)
+                 const std::vector<const ElementRef *> &elements, bool enabled, Findings &texts)
 {
     const Qos &qos = *c.qos;
     const std::string name = qos.describe();
@@ -73,7 +73,7 @@ void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList 
         f.message = std::move(message);
         f.profile = qos.profile->qualified;
         f.entity = entityLabel(qos.entity);
-        f.property = std::move(property);
+        f.property = texts.keep(std::move(property));
         f.offset = node.offset_debug();
         c.refused.push_back(std::move(f));
     };
@@ -193,7 +193,7 @@ void warnUnknownChanges(const Qos &qos, const PropertyList &newList,
                     "accepts the change cannot be told";
         f.profile = qos.profile->qualified;
         f.entity = entityLabel(qos.entity);
-        f.property = std::string(ref->name);
+        f.property = ref->name;
         problems.add(std::move(f));
     }
 }
@@ -249,7 +249,7 @@ int runDiff(const DiffOptions &options)
             c.removed += newValues.count(name) == 0 ? 1 : 0;
         }
         if (c.changed > 0 || c.removed > 0) {
-            checkChange(c, oldList, newList, elements, options.enabled);
+            checkChange(c, oldList, newList, elements, options.enabled, problems);
         }
         if (c.changed > 0) {
             warnUnknownChanges(qos, newList, oldValues, elements, problems);

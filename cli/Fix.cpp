@@ -63,13 +63,14 @@ bool isTypoOf(const std::string &name, const std::string &suggestion, std::strin
 std::optional<Edit> typoFix(const Finding &f)
 {
     // The suggestion is written in the file's own encoding, which only ASCII is sure to have.
-    for (const char c : f.suggestion) {
+    for (const char c : f.suggestion.view()) {
         if (static_cast<unsigned char>(c) >= 0x80) {
             return std::nullopt;
         }
     }
     if (f.code != "unknown-property" || f.suggestion.empty() || f.file == nullptr ||
-        f.offset <= 0 || !isTypoOf(f.property, f.suggestion, f.entity)) {
+        f.offset <= 0 ||
+        !isTypoOf(std::string(f.property), std::string(f.suggestion), f.entity)) {
         return std::nullopt;
     }
     // <name ...>  text  </name>, the offset being that of "name" in the start tag.
@@ -99,7 +100,7 @@ std::optional<Edit> typoFix(const Finding &f)
         return std::nullopt;
     }
     const std::size_t begin = static_cast<std::size_t>(name.data() - t.data());
-    return Edit{begin, begin + name.size(), f.suggestion};
+    return Edit{begin, begin + name.size(), std::string(f.suggestion)};
 }
 
 std::string unifiedDiff(const std::string &path, const std::string &before,

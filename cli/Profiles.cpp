@@ -69,25 +69,78 @@ const char *const kLimitFieldNames[kLimitFields] = {
 
 // ---- findings ----
 
-void Findings::add(Finding f, const std::string &key)
+std::string_view OwnedText::view() const
 {
-    if (!key.empty()) {
-        const auto [it, added] = byKey_.emplace(key, list_.size());
-        if (!added) {
-            // The profile is known here by its name only.
-            const std::size_t identity = std::hash<std::string_view>()(f.profile);
-            inherit(it->second, reinterpret_cast<const void *>(identity), f.level == Level::Error);
-            return;
-        }
+    if (block_ == nullptr) {
+        return {};
     }
-    // Messages are built by appending: without their spare capacity, many findings take less.
-    f.message.shrink_to_fit();
-    f.property.shrink_to_fit();
+    std::size_t size;
+    std::memcpy(&size, block_, sizeof size);
+    return std::string_view(block_ + sizeof size, size);
+}
+
+void OwnedText::assign(std::string_view text)
+{
+    delete[] block_;
+    block_ = nullptr;
+    if (text.empty()) {
+        return;
+    }
+    const std::size_t size = text.size();
+    block_ = new char[sizeof size + size];
+    std::memcpy(block_, &size, sizeof size);
+    std::memcpy(block_ + sizeof size, text.data(), size);
+}
+
+std::string Finding::text() const
+{
+    switch (form) {
+    case Form::Text:
+        return std::string(message.view());
+    case Form::UnknownProperty:
+        return "unknown property " + quoted(property) + " in " + qos->describe() +
+               (suggestion.empty() ? std::string()
+                                   : "; did you mean " + quoted(suggestion) + "?");
+    case Form::ResourceLimit:
+        return qos->describe() + ": " + std::string(what) + " (" + std::to_string(actual) +
+               ") exceeds " + std::string(property) + " (" + std::to_string(limit) + ")";
+    case Form::PropagatedSecret:
+        return "confidential property " + quotedShort(property, 4096) + " in " + qos->describe() +
+               " is marked to propagate: remote peers would receive its value";
+    }
+    return std::string();
+}
+
+std::size_t FindingKeyHash::operator()(const FindingKey &k) const
+{
+    const std::hash<std::string_view> text;
+    std::size_t h = text(k.code);
+    for (const std::size_t part : {std::hash<const void *>()(k.where), text(k.text),
+                                   std::hash<long long>()(k.number)}) {
+        h ^= part + 0x9e3779b97f4a7c15ull + (h << 6) + (h >> 2);
+    }
+    return h;
+}
+
+void Findings::add(Finding f)
+{
     list_.push_back(std::move(f));
     lastProfile_.push_back(nullptr);
 }
 
-std::size_t Findings::find(const std::string &key) const
+void Findings::add(Finding f, const FindingKey &key)
+{
+    const auto [it, added] = byKey_.emplace(key, list_.size());
+    if (!added) {
+        // The profile is known here by its name only.
+        const std::size_t identity = std::hash<std::string_view>()(f.profile);
+        inherit(it->second, reinterpret_cast<const void *>(identity), f.level == Level::Error);
+        return;
+    }
+    add(std::move(f));
+}
+
+std::size_t Findings::find(const FindingKey &key) const
 {
     const auto it = byKey_.find(key);
     return it == byKey_.end() ? SIZE_MAX : it->second;
@@ -106,10 +159,15 @@ void Findings::inherit(std::size_t index, const void *profile, bool error)
     }
 }
 
-std::string_view Findings::keep(std::string text)
+TextRef Findings::keep(std::string text)
 {
     kept_.push_back(std::move(text));
     return kept_.back();
+}
+
+TextRef Findings::intern(std::string_view text)
+{
+    return *interned_.emplace(text).first;
 }
 
 void Findings::sort()
@@ -264,7 +322,7 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
         Finding f = findingAt(profile, node, Level::Error, "malformed-element",
                        std::move(message) + " in " + qos.describe());
         f.entity = entityLabel(qos.entity);
-        f.property = std::string(property);
+        f.property = property;
         findings.add(std::move(f));
     };
     std::string scratch;
@@ -377,7 +435,7 @@ void ProfileSet::resolve(Findings &findings)
             scope == std::string_view::npos ? from.library : std::string(bare.substr(0, scope));
         const bool libraryHere = libraries.count(library) != 0;
         const char *code = libraryHere ? "missing-base" : "unknown-base";
-        const std::string key = std::string(code) + "\n" + std::string(bare);
+        const FindingKey key{code, nullptr, findings.intern(bare)};
         const std::size_t index = findings.find(key);
         if (index != SIZE_MAX) {
             findings.inherit(index, &from, libraryHere);
@@ -393,7 +451,7 @@ void ProfileSet::resolve(Findings &findings)
                      "base profile " + quoted(name) + " of " + quoted(from.qualified) +
                          " is not in the files given; what it sets is not checked (declare it "
                          "with --external-base)");
-        f.property = name;
+        f.property = findings.intern(name);
         findings.add(std::move(f), key);
         return nullptr;
     };

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include <pugixml.hpp>
@@ -32,57 +33,140 @@ const char *entityLabel(Entity e); // "participant", "datawriter", "datareader"
 EntityKind entityKind(Entity e);
 std::optional<Entity> entityFromLabel(std::string_view label);
 
-enum class Level { Error, Warning };
+enum class Level : std::uint8_t { Error, Warning };
 
-// One thing the tool has to say about an input, at a place in it.
+// A NUL-terminated text kept elsewhere (a literal, a profile's name, a file's path, a text the
+// findings keep): one word where a view takes two.
+class TextRef
+{
+public:
+    TextRef() = default;
+    TextRef(const char *text) : text_(text) {}
+    TextRef(const std::string &text) : text_(text.c_str()) {}
+    std::string_view view() const { return text_ != nullptr ? text_ : std::string_view(); }
+    operator std::string_view() const { return view(); }
+    bool empty() const { return text_ == nullptr || *text_ == '\0'; }
+    friend bool operator==(TextRef a, TextRef b) { return a.view() == b.view(); }
+    friend bool operator==(TextRef a, std::string_view b) { return a.view() == b; }
+    friend bool operator==(TextRef a, const char *b) { return a.view() == b; }
+    friend bool operator==(TextRef a, const std::string &b) { return a.view() == b; }
+    friend bool operator==(std::string_view a, TextRef b) { return a == b.view(); }
+    friend bool operator==(const std::string &a, TextRef b) { return a == b.view(); }
+    friend bool operator!=(TextRef a, const char *b) { return a.view() != b; }
+
+private:
+    const char *text_ = nullptr;
+};
+
+// A text of its own in one allocation (a word, where a string takes four), copied with its owner.
+class OwnedText
+{
+public:
+    OwnedText() = default;
+    OwnedText(std::string_view text) { assign(text); }
+    OwnedText(const std::string &text) { assign(text); }
+    OwnedText(const char *text) { assign(text); }
+    OwnedText(const OwnedText &other) { assign(other.view()); }
+    OwnedText(OwnedText &&other) noexcept : block_(other.block_) { other.block_ = nullptr; }
+    OwnedText &operator=(OwnedText other) noexcept
+    {
+        std::swap(block_, other.block_);
+        return *this;
+    }
+    ~OwnedText() { delete[] block_; }
+    std::string_view view() const;
+    bool empty() const { return block_ == nullptr; }
+
+private:
+    void assign(std::string_view text);
+    char *block_ = nullptr; // the length, then the text
+};
+
+struct Qos;
+
+// How a finding's message is made: held as written, or made from the finding's fields when it is
+// printed (on a large input the findings of these kinds are many; their messages are not held).
+enum class Form : std::uint8_t {
+    Text,             // `message`
+    UnknownProperty,  // `property` in `qos`, with `suggestion` when there is one
+    ResourceLimit,    // `qos`: `what` (`actual`) exceeds `property` (`limit`)
+    PropagatedSecret, // confidential `property` in `qos` marked to propagate
+};
+
+// One thing the tool has to say about an input, at a place in it. Texts are views of what lives
+// as long as the findings: the files, the profiles, literals, or what Findings keeps.
 struct Finding {
     const SourceFile *file = nullptr; // the file, when it could be read
-    // Its name: a view of the file's own, or of the run's findings for a file that could not be
-    // read (one copy of a name that many findings carry).
-    std::string_view path;
-    std::size_t line = 0;
-    std::size_t column = 0;
-    Level level = Level::Error;
-    std::string_view code; // stable identifier (a literal): "unknown-property", "unknown-base", ...
-    std::string message; // one line, without the location
-    std::string_view profile; // "Lib::Profile" (a view of the profile's own), when it concerns one
-    std::string_view entity; // "participant", "datawriter", "datareader", when it concerns one
-    std::string property;
-    std::string suggestion;
+    TextRef path;
     std::ptrdiff_t offset = -1;  // of the node at fault (the name of its element), when known
-    std::size_t inheritedBy = 0; // further profiles in which the same finding holds
-    std::size_t fileIndex = SIZE_MAX; // order of the file among those given
+    TextRef code;                // stable identifier: "unknown-property", "unknown-base", ...
+    TextRef profile;             // "Lib::Profile", when it concerns one
+    TextRef entity;              // "participant", "datawriter", "datareader", when it concerns one
+    std::string_view property;
+    TextRef suggestion;
+    OwnedText message;           // Form::Text: one line, without the location
+    const Qos *qos = nullptr;    // the QoS the message names (forms other than Text)
+    TextRef what;                // Form::ResourceLimit: what is counted
+    std::uint32_t line = 0;
+    std::uint32_t column = 0;
+    std::uint32_t inheritedBy = 0; // further profiles in which the same finding holds
+    std::uint32_t fileIndex = UINT32_MAX; // order of the file among those given
+    std::int32_t actual = 0, limit = 0;   // Form::ResourceLimit
+    Level level = Level::Error;
+    Form form = Form::Text;
+
+    // The message: one line, without the location.
+    std::string text() const;
 };
 
 // Findings in a deque: many of them on a large input, and no copy of them all when it grows.
 using FindingList = std::deque<Finding>;
+
+// What makes a finding the same as one already made: its rule, its place (a node, an element),
+// and a text and number that tell findings at one place apart.
+struct FindingKey {
+    std::string_view code;
+    const void *where = nullptr;
+    std::string_view text; // kept by the findings (Findings::intern) or a literal
+    long long number = 0;
+    bool operator==(const FindingKey &o) const
+    {
+        return code == o.code && where == o.where && text == o.text && number == o.number;
+    }
+};
+struct FindingKeyHash {
+    std::size_t operator()(const FindingKey &k) const;
+};
 
 // The findings of a run. A finding added again under the same key (the same fault at the same
 // place, met again in a profile that inherits it) is counted, not repeated.
 class Findings
 {
 public:
-    void add(Finding f, const std::string &key = std::string());
+    void add(Finding f);
+    void add(Finding f, const FindingKey &key);
     // Another profile in which the finding `index` holds; `error` raises it to an error.
     void inherit(std::size_t index, const void *profile, bool error);
     FindingList &list() { return list_; }
     const FindingList &list() const { return list_; }
     // Index of the finding added under `key`, or SIZE_MAX.
-    std::size_t find(const std::string &key) const;
+    std::size_t find(const FindingKey &key) const;
     // By file (in the order given), line, column.
     void sort();
     // A copy of `text` that lives as long as these findings.
-    std::string_view keep(std::string text);
+    TextRef keep(std::string text);
+    // The same, one copy for equal texts (names that many findings share).
+    TextRef intern(std::string_view text);
 
 private:
     FindingList list_;
     std::vector<const void *> lastProfile_;
-    std::unordered_map<std::string, std::size_t> byKey_;
+    std::unordered_map<FindingKey, std::size_t, FindingKeyHash> byKey_;
     std::deque<std::string> kept_;
+    std::unordered_set<std::string> interned_;
 };
 
 struct Profile;
-struct Qos;
 
 // One <element> of a property list, as written in a file. Name and value are the element's text
 // (comments left out, trimmed); they point into the document or into the set's own storage.

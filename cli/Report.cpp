@@ -210,13 +210,13 @@ std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
     Json results = Json::array();
     for (std::size_t i = 0; i < findings.size(); ++i) {
         const Finding &f = findings[i];
-        Json result = {{"ruleId", f.code}};
+        Json result = {{"ruleId", std::string(f.code)}};
         const Rule *rule = findRule(f.code);
         if (rule != nullptr) {
             result["ruleIndex"] = rule - rules().data();
         }
         result["level"] = levelName(f.level);
-        result["message"] = {{"text", unescaped(f.message)}};
+        result["message"] = {{"text", unescaped(f.text())}};
         if (!f.path.empty()) {
             result["locations"] =
                 Json::array({{{"physicalLocation", physicalLocation(f, columns)}}});

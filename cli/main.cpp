@@ -421,7 +421,7 @@ std::string formatFinding(const Finding &f)
         }
     }
     text += f.level == Level::Error ? ": error: " : ": warning: ";
-    text += f.message;
+    text += f.text();
     if (f.inheritedBy > 0) {
         text += " (inherited by " + std::to_string(f.inheritedBy) +
                 (f.inheritedBy == 1 ? " more profile)" : " more profiles)");
@@ -439,7 +439,7 @@ std::string findingJson(const Finding &f)
                        (f.column > 0 ? ", \"column\": " + std::to_string(f.column) : "") +
                        ", \"level\": " + (f.level == Level::Error ? "\"error\"" : "\"warning\"") +
                        ", \"code\": " + jsonString(f.code) +
-                       ", \"message\": " + jsonString(unescaped(f.message));
+                       ", \"message\": " + jsonString(unescaped(f.text()));
     if (!f.profile.empty()) {
         text += ", \"profile\": " + jsonString(f.profile);
     }
