@@ -101,6 +101,7 @@ public:
 
     void run(const ProfileSet &set)
     {
+        actions_.assign(set.profiles().size(), std::nullopt);
         settled_.assign(set.elementCount(), kUnjudged);
         judgedIn_.assign(set.elementCount(), 0);
         for (Entity e : kEntities) {
@@ -118,7 +119,7 @@ private:
         ++qosChecked_;
         const Profile &profile = *qos.profile;
         if (qos.entity == Entity::Participant && &qos == profile.slot[0]) {
-            actions_[&profile] = actionFrom(qos, list);
+            actions_[profile.index] = actionFrom(qos, list);
         }
         const ValidationAction action = actionOf(profile);
         reportDuplicates(qos);
@@ -182,16 +183,15 @@ private:
         if (options_.action) {
             return *options_.action;
         }
-        const auto it = actions_.find(&profile);
-        if (it != actions_.end()) {
-            return it->second;
+        if (const std::optional<ValidationAction> known = actions_[profile.index]) {
+            return *known;
         }
         // A participant QoS met before the profile's default one (several in one profile).
         const Qos *slot = profile.slot[0];
         const ValidationAction action = slot != nullptr && slot->exists
                                             ? actionFrom(*slot, ProfileSet::effective(*slot))
                                             : ValidationAction::Exception;
-        actions_[&profile] = action;
+        actions_[profile.index] = action;
         return action;
     }
 
@@ -358,7 +358,7 @@ private:
                 judgedIn_[ref->index] = kAnyContext;
                 continue;
             }
-            const std::size_t judged = settled_[ref->index];
+            const std::uint32_t judged = settled_[ref->index];
             if (judged != kUnjudged) {
                 if (judgedIn_[ref->index] != kAnyContext && judgedIn_[ref->index] != context_) {
                     recheck.insert(ref->index);
@@ -378,7 +378,7 @@ private:
                                           std::to_string(kMaxNameLength) + ")",
                                       findings_.keep(std::string(ref->name.substr(0, 64)) +
                                                      "...")));
-                settled_[ref->index] = findings_.list().size() - 1;
+                settled_[ref->index] = static_cast<std::uint32_t>(findings_.list().size() - 1);
                 judgedIn_[ref->index] = kAnyContext;
             }
         }
@@ -476,7 +476,7 @@ private:
         findings_.add(std::move(f));
         if (ref != nullptr) {
             // Said once: the profiles that inherit the element count towards this finding.
-            settled_[ref->index] = findings_.list().size() - 1;
+            settled_[ref->index] = static_cast<std::uint32_t>(findings_.list().size() - 1);
             judgedIn_[ref->index] = context_;
         }
     }
@@ -496,10 +496,10 @@ private:
     const KnownNames &known_;
     Findings &findings_;
     std::size_t qosChecked_ = 0;
-    std::unordered_map<const Profile *, ValidationAction> actions_;
+    std::vector<std::optional<ValidationAction>> actions_; // by profile index
     // Elements whose name is judged: the index of the finding about it, or known.
-    static constexpr std::size_t kUnjudged = SIZE_MAX, kKnown = SIZE_MAX - 1;
-    std::vector<std::size_t> settled_; // by element index
+    static constexpr std::uint32_t kUnjudged = UINT32_MAX, kKnown = UINT32_MAX - 1;
+    std::vector<std::uint32_t> settled_; // by element index
     // The plug-in context each judgement was made in (kAnyContext: it holds in every one).
     static constexpr std::uint32_t kAnyContext = UINT32_MAX;
     std::vector<std::uint32_t> judgedIn_;

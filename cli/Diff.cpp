@@ -200,7 +200,7 @@ void warnUnknownChanges(const Qos &qos, const PropertyList &newList,
 
 std::string keyOf(const Qos &qos)
 {
-    return qos.profile->qualified + '\n' + entityLabel(qos.entity) + '\n' + qos.label;
+    return qos.profile->qualified + '\n' + entityLabel(qos.entity) + '\n' + std::string(qos.label);
 }
 
 } // namespace

@@ -207,8 +207,9 @@ void Findings::sort()
 
 std::string Qos::describe() const
 {
-    return std::string(entityLabel(entity)) + " QoS" + (label.empty() ? "" : " " + label) +
-           " of " + escaped(profile->qualified);
+    return std::string(entityLabel(entity)) + " QoS" +
+           (label.empty() ? std::string() : " " + std::string(label)) + " of " +
+           escaped(profile->qualified);
 }
 
 namespace
@@ -249,23 +250,29 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
     const auto record = [&](pugi::xml_node node, std::string_view library) {
         Profile profile;
         profile.file = source;
-        profile.fileIndex = fileIndex;
+        profile.fileIndex = static_cast<std::uint32_t>(fileIndex);
+        profile.index = static_cast<std::uint32_t>(profiles_.size());
         profile.node = node;
-        profile.library = std::string(library);
-        const std::string name = node.attribute("name").value();
-        profile.qualified = library.empty() ? name : profile.library + "::" + name;
-        const std::string base(trimmed(node.attribute("base_name").value()));
+        profile.library = library;
+        const std::string_view name = node.attribute("name").value();
+        profile.qualified = library.empty() ? std::string(name)
+                                            : std::string(library) + "::" + std::string(name);
+        const std::string_view base = trimmed(node.attribute("base_name").value());
         if (!base.empty()) {
-            profile.baseNames.emplace_back(base, node);
+            baseNames_.push_back({profile.index, base, node});
         }
         // Composition: <base_name><element>Lib::A</element>...</base_name>, applied in order.
         std::string scratch;
         if (const pugi::xml_node list = childNamed(node, "base_name")) {
             for (pugi::xml_node e = list.first_child(); e; e = e.next_sibling()) {
                 if (e.type() == pugi::node_element && localName(e) == "element") {
-                    const std::string_view text = textOf(e, scratch);
+                    std::string_view text = textOf(e, scratch);
+                    if (text.data() == scratch.data() && !text.empty()) {
+                        texts_.emplace_back(text);
+                        text = texts_.back();
+                    }
                     if (!text.empty()) {
-                        profile.baseNames.emplace_back(std::string(text), e);
+                        baseNames_.push_back({profile.index, text, e});
                     }
                 }
             }
@@ -281,7 +288,7 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         if (tag == "qos_profile") {
             record(child, "");
         } else if (tag == "qos_library") {
-            const std::string library = child.attribute("name").value();
+            const std::string_view library = child.attribute("name").value();
             for (pugi::xml_node node = child.first_child(); node; node = node.next_sibling()) {
                 if (node.type() == pugi::node_element && localName(node) == "qos_profile") {
                     record(node, library);
@@ -294,7 +301,7 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
 
 const Profile *ProfileSet::find(std::string_view qualified) const
 {
-    const auto it = byName_.find(std::string(withoutRootScope(qualified)));
+    const auto it = byName_.find(withoutRootScope(qualified));
     return it == byName_.end() ? nullptr : &profiles_[it->second];
 }
 
@@ -308,7 +315,7 @@ const Profile *ProfileSet::resolveName(std::string_view name, const Profile &fro
 {
     name = withoutRootScope(name);
     if (name.find("::") == std::string_view::npos && !from.library.empty()) {
-        if (const Profile *p = find(from.library + "::" + std::string(name))) {
+        if (const Profile *p = find(std::string(from.library) + "::" + std::string(name))) {
             return p;
         }
     }
@@ -406,7 +413,7 @@ void ProfileSet::resolve(Findings &findings)
         const std::string full = std::string(name);
         const std::string scoped = from.library.empty() || name.find("::") != std::string::npos
                                        ? full
-                                       : from.library + "::" + full;
+                                       : std::string(from.library) + "::" + full;
         for (const std::string &pattern : external_) {
             if (fnmatch(pattern.c_str(), full.c_str(), 0) == 0 ||
                 fnmatch(pattern.c_str(), scoped.c_str(), 0) == 0) {
@@ -415,11 +422,11 @@ void ProfileSet::resolve(Findings &findings)
         }
         return false;
     };
-    std::unordered_set<std::string> libraries;
+    std::unordered_set<std::string_view> libraries;
     for (const Profile &p : profiles_) {
         libraries.insert(p.library);
     }
-    const auto lookUp = [&](const std::string &name, pugi::xml_node node,
+    const auto lookUp = [&](std::string_view name, pugi::xml_node node,
                             const Profile &from) -> const Profile * {
         if (const Profile *base = resolveName(name, from)) {
             return base;
@@ -432,7 +439,7 @@ void ProfileSet::resolve(Findings &findings)
         const std::string_view bare = withoutRootScope(name);
         const std::size_t scope = bare.rfind("::");
         const std::string library =
-            scope == std::string_view::npos ? from.library : std::string(bare.substr(0, scope));
+            std::string(scope == std::string_view::npos ? from.library : bare.substr(0, scope));
         const bool libraryHere = libraries.count(library) != 0;
         const char *code = libraryHere ? "missing-base" : "unknown-base";
         const FindingKey key{code, nullptr, findings.intern(bare)};
@@ -455,19 +462,18 @@ void ProfileSet::resolve(Findings &findings)
         findings.add(std::move(f), key);
         return nullptr;
     };
-    for (Profile &p : profiles_) {
+    for (const BaseName &named : baseNames_) {
+        Profile &p = profiles_[named.profile];
         if (p.duplicate) {
             continue;
         }
-        for (const auto &[name, node] : p.baseNames) {
-            const Profile *base = lookUp(name, node, p);
-            // A base named twice applies once, at its first place.
-            if (base != nullptr &&
-                std::find(p.bases.begin(), p.bases.end(), base) == p.bases.end()) {
-                p.bases.push_back(base);
-            }
+        const Profile *base = lookUp(named.name, named.node, p);
+        // A base named twice applies once, at its first place.
+        if (base != nullptr && std::find(p.bases.begin(), p.bases.end(), base) == p.bases.end()) {
+            p.bases.push_back(base);
         }
     }
+    std::vector<BaseName>().swap(baseNames_);
 
     // Cycles among profiles: a depth-first walk, without recursion; an edge back to a profile on
     // the walk closes a cycle, which is reported and cut there.
@@ -594,9 +600,11 @@ void ProfileSet::resolve(Findings &findings)
                 qos = &qos_.back();
                 qos->profile = &p;
                 qos->entity = *e;
-                qos->label = *name != '\0'     ? quoted(name)
-                             : *filter != '\0' ? "for topics " + quoted(filter)
-                                               : "at line " + std::to_string(p.file->lineOf(child));
+                texts_.push_back(*name != '\0'     ? quoted(name)
+                                 : *filter != '\0' ? "for topics " + quoted(filter)
+                                                   : "at line " +
+                                                         std::to_string(p.file->lineOf(child)));
+                qos->label = texts_.back();
             }
             qos->node = child;
             const std::string base(trimmed(child.attribute("base_name").value()));

@@ -25,7 +25,7 @@
 namespace propqos::cli
 {
 
-enum class Entity : int { Participant = 0, DataWriter = 1, DataReader = 2 };
+enum class Entity : std::uint8_t { Participant = 0, DataWriter = 1, DataReader = 2 };
 constexpr std::array<Entity, 3> kEntities = {Entity::Participant, Entity::DataWriter,
                                              Entity::DataReader};
 
@@ -173,12 +173,12 @@ struct Profile;
 struct ElementRef {
     std::string_view name;
     std::string_view value;
-    bool propagate = false;
-    bool confidential = false;
     pugi::xml_node node;     // the <element>
     pugi::xml_node nameNode; // its <name>
     const Qos *owner = nullptr;
-    std::size_t index = 0;   // among all the elements of the set, from 0
+    std::uint32_t index = 0; // among all the elements of the set, from 0
+    bool propagate = false;
+    bool confidential = false;
 };
 
 // A participant resource limit as set, with where.
@@ -194,15 +194,15 @@ extern const char *const kLimitFieldNames[kLimitFields];
 // profile has by inheritance only (no node).
 struct Qos {
     const Profile *profile = nullptr;
-    Entity entity = Entity::Participant;
     pugi::xml_node node;
-    std::string label;                    // how it is told apart from the profile's other ones
+    std::string_view label;               // how it is told apart from the profile's other ones
     std::vector<const Qos *> bases;       // in the order they apply
     std::vector<ElementRef> own;          // its own elements, in document order
     // Participant: the resource limits in force after inheritance, shared with the base that set
     // them; null when none is set.
     std::shared_ptr<const std::array<SetValue, kLimitFields>> limits;
-    std::size_t dependents = 0;           // QoS that have this one as a base
+    std::uint32_t dependents = 0;         // QoS that have this one as a base
+    Entity entity = Entity::Participant;
     bool exists = false;                  // written here or in a base
     // "participant QoS of Lib::Profile", with the label when there is one.
     std::string describe() const;
@@ -210,13 +210,13 @@ struct Qos {
 
 struct Profile {
     const SourceFile *file = nullptr;
-    std::size_t fileIndex = 0;
     pugi::xml_node node;
-    std::string library;   // empty for a profile directly under <dds>
-    std::string qualified; // "Lib::Profile", or "Profile" without a library
-    std::vector<std::pair<std::string, pugi::xml_node>> baseNames; // as written, in order
+    std::string_view library; // empty for a profile directly under <dds> (a view of the document)
+    std::string qualified;    // "Lib::Profile", or "Profile" without a library
     std::vector<const Profile *> bases;
     std::array<Qos *, 3> slot{}; // by Entity: the default QoS; null when it has none
+    std::uint32_t fileIndex = 0;
+    std::uint32_t index = 0;     // among the set's profiles
     bool duplicate = false;      // a later definition of a name already defined
 };
 
@@ -264,7 +264,14 @@ private:
     std::deque<Profile> profiles_;
     std::deque<Qos> qos_;
     std::deque<std::string> texts_; // element texts assembled from several pieces
-    std::unordered_map<std::string, std::size_t> byName_;
+    std::unordered_map<std::string_view, std::size_t> byName_; // views of Profile::qualified
+    // The bases each profile names, as written, in order; needed only until resolved.
+    struct BaseName {
+        std::uint32_t profile;
+        std::string_view name;
+        pugi::xml_node node;
+    };
+    std::vector<BaseName> baseNames_;
     std::vector<std::string> external_;
     std::size_t elements_ = 0;
     std::array<std::vector<Qos *>, 3> order_;

@@ -394,6 +394,9 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
 
     // The parser takes a buffer of its own allocator, and rewrites it.
     const std::size_t size = decoded.size();
+    if (size > UINT32_MAX) {
+        throw InputError(shown, 0, 0, "too large (files of up to 4 GiB are read)");
+    }
     char *buffer = static_cast<char *>(pugi::get_memory_allocation_function()(size + 1));
     if (buffer == nullptr) {
         throw std::bad_alloc();
@@ -427,7 +430,7 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
          (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
          nullptr;) {
         ++p;
-        source->lineStarts_.push_back(static_cast<std::size_t>(p - buffer));
+        source->lineStarts_.push_back(static_cast<std::uint32_t>(p - buffer));
     }
     if (fault == nullptr && !checkCharacters(std::string_view(buffer, size), storage)) {
         fault = &storage;
@@ -467,8 +470,11 @@ std::size_t SourceFile::lineOf(std::ptrdiff_t offset) const
     if (offset < 0) {
         return 0;
     }
-    const auto it =
-        std::upper_bound(lineStarts_.begin(), lineStarts_.end(), static_cast<std::size_t>(offset));
+    if (static_cast<std::size_t>(offset) > UINT32_MAX) {
+        return lineStarts_.size();
+    }
+    const auto it = std::upper_bound(lineStarts_.begin(), lineStarts_.end(),
+                                     static_cast<std::uint32_t>(offset));
     return static_cast<std::size_t>(it - lineStarts_.begin());
 }
 

@@ -4,6 +4,7 @@
 #define PROPQOS_CLI_SOURCE_HPP
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -76,7 +77,8 @@ private:
     pugi::xml_document document_;
     const char *base_ = nullptr;          // the decoded text, owned by the document
     std::size_t size_ = 0;
-    std::vector<std::size_t> lineStarts_; // offset of the first byte of each line
+    // Offset of the first byte of each line: 32 bits, half the table of a file of short lines.
+    std::vector<std::uint32_t> lineStarts_;
     std::string bytes_;
     std::string converted_;
     Encoding encoding_ = Encoding::Utf8;
