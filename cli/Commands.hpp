@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Profiles.hpp"
@@ -83,7 +84,7 @@ std::string formatFinding(const Finding &f);
 std::string findingJson(const Finding &f);
 
 // Writes a whole string to standard output.
-void out(const std::string &text);
+void out(std::string_view text);
 
 } // namespace propqos::cli
 

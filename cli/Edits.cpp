@@ -5,6 +5,18 @@
 namespace propqos::cli
 {
 
+void applyEdits(std::string_view original, const std::vector<Edit> &edits,
+                const std::function<void(std::string_view)> &write)
+{
+    std::size_t at = 0;
+    for (const Edit &e : edits) {
+        write(original.substr(at, e.begin - at));
+        write(e.text);
+        at = e.end;
+    }
+    write(original.substr(at));
+}
+
 std::string applyEdits(std::string_view original, const std::vector<Edit> &edits)
 {
     std::size_t size = original.size();
@@ -13,13 +25,7 @@ std::string applyEdits(std::string_view original, const std::vector<Edit> &edits
     }
     std::string out;
     out.reserve(size);
-    std::size_t at = 0;
-    for (const Edit &e : edits) {
-        out.append(original, at, e.begin - at);
-        out += e.text;
-        at = e.end;
-    }
-    out.append(original, at, std::string_view::npos);
+    applyEdits(original, edits, [&](std::string_view piece) { out.append(piece); });
     return out;
 }
 

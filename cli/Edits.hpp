@@ -3,6 +3,7 @@
 #define PROPQOS_CLI_EDITS_HPP
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ struct Edit {
 // `text` with every edit applied; everything outside the edits stays byte for byte. Edits are
 // sorted by position and do not overlap.
 std::string applyEdits(std::string_view text, const std::vector<Edit> &edits);
+// The same, handed to `write` in pieces: a large file's rewriting is never held whole.
+void applyEdits(std::string_view text, const std::vector<Edit> &edits,
+                const std::function<void(std::string_view)> &write);
 
 // The content of the element whose start tag opens at text[open] ('<'): from just past its
 // start tag to the '<' of its end tag, comments, CDATA sections and nested elements included.

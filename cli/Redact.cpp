@@ -89,7 +89,7 @@ int runRedact(const std::string &file)
     for (std::size_t i = 0; i < edits.size(); ++i) {
         edits[i] = Edit{original[2 * i], original[2 * i + 1], replacement};
     }
-    out(applyEdits(source->bytes(), edits));
+    applyEdits(source->bytes(), edits, [](std::string_view piece) { out(piece); });
     return kExitClean;
 }
 

@@ -459,7 +459,7 @@ std::string findingJson(const Finding &f)
     return text;
 }
 
-void out(const std::string &text)
+void out(std::string_view text)
 {
     if (!text.empty() && std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
         throw InputError(std::string("propqos: error: cannot write the output: ") +
