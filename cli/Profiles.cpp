@@ -322,6 +322,27 @@ const Profile *ProfileSet::resolveName(std::string_view name, const Profile &fro
     return find(name);
 }
 
+namespace
+{
+
+// The second child element of `node` called `tag`, if any.
+pugi::xml_node secondChildNamed(pugi::xml_node node, std::string_view tag)
+{
+    bool seen = false;
+    for (pugi::xml_node child = node.first_child(); child && !tag.empty();
+         child = child.next_sibling()) {
+        if (child.type() == pugi::node_element && localName(child) == tag) {
+            if (seen) {
+                return child;
+            }
+            seen = true;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
 void ProfileSet::readElements(Qos &qos, Findings &findings)
 {
     const Profile &profile = *qos.profile;
@@ -361,6 +382,17 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
                 ref.name = name ? text(name) : std::string_view();
                 if (ref.name.empty()) {
                     report(element, "property element without a <name>", "");
+                    continue;
+                }
+                // Readers disagree on which of two <name>s or <value>s counts, so neither does.
+                if (const pugi::xml_node again = secondChildNamed(element, name ? "name" : "")) {
+                    report(again, "property element with more than one <name>", ref.name);
+                    continue;
+                }
+                if (const pugi::xml_node again = secondChildNamed(element, v ? "value" : "")) {
+                    report(again,
+                           "property " + quotedShort(ref.name, 4096) + " with more than one <value>",
+                           ref.name);
                     continue;
                 }
                 if (!v) {

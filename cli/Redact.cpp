@@ -13,11 +13,13 @@ const char *const kRedactHelp =
     "\n"
     "Prints FILE as it is, byte for byte (encoding, byte-order mark, line ends, comments,\n"
     "entities, CDATA sections, order and blanks), except the content of the <value> of every\n"
-    "confidential property, which becomes \"[redacted]\". A property is confidential when the\n"
-    "middleware's saving would redact it: a name (the text of its <name>, comments left out,\n"
-    "blanks around it trimmed) ending in .password, .private_key, .private_key_file,\n"
-    ".private_key_password, .rsa_private_key, .rsa_private_key_file, .key_material_key,\n"
-    ".cryptography.key or .rtps_psk_secret_passphrase.\n"
+    "confidential property (in <value> and <binary_value> lists alike; every <value> of an\n"
+    "element with a confidential <name> among its names), which becomes \"[redacted]\".\n"
+    "A property is confidential when the middleware's saving would redact it: a name (the\n"
+    "text of its <name>, comments left out, blanks around it trimmed) ending in .password,\n"
+    ".private_key, .private_key_file, .private_key_password, .rsa_private_key,\n"
+    ".rsa_private_key_file, .key_material_key, .cryptography.key or\n"
+    ".rtps_psk_secret_passphrase.\n"
     "\n"
     "options:\n"
     "  -h, --help   this help\n"
@@ -27,30 +29,40 @@ const char *const kRedactHelp =
 namespace
 {
 
-// The edits that redact the confidential values of one property list's <value>.
+// The edits that redact the confidential values of one property list (<value> or
+// <binary_value>). It fails closed: an element that names a confidential property in any of
+// its <name> children has every one of its <value> children redacted, since a reader that
+// takes the last <name> or the last <value> would see the one left in clear.
 void redactList(const SourceFile &source, pugi::xml_node list, std::vector<Edit> &edits)
 {
     std::string scratch;
+    const std::string_view text = source.text();
     for (pugi::xml_node element = list.first_child(); element; element = element.next_sibling()) {
         if (element.type() != pugi::node_element || localName(element) != "element") {
             continue;
         }
-        const pugi::xml_node name = childNamed(element, "name");
-        const pugi::xml_node value = childNamed(element, "value");
-        if (!name || !value || !PropertyList::isConfidential(textOf(name, scratch))) {
-            continue;
+        bool confidential = false;
+        for (pugi::xml_node child = element.first_child(); child && !confidential;
+             child = child.next_sibling()) {
+            confidential = child.type() == pugi::node_element && localName(child) == "name" &&
+                           PropertyList::isConfidential(textOf(child, scratch));
         }
-        // The element's name starts just after its '<'.
-        const std::ptrdiff_t offset = value.offset_debug();
-        const std::string_view text = source.text();
-        if (offset <= 0 || static_cast<std::size_t>(offset) > text.size() ||
-            text[static_cast<std::size_t>(offset) - 1] != '<') {
-            throw InputError(source.where(value) + ": error: cannot locate the <value>");
-        }
-        const std::optional<Span> content =
-            elementContent(text, static_cast<std::size_t>(offset) - 1);
-        if (content && content->end > content->begin) {
-            edits.push_back(Edit{content->begin, content->end, "[redacted]"});
+        for (pugi::xml_node value = element.first_child(); confidential && value;
+             value = value.next_sibling()) {
+            if (value.type() != pugi::node_element || localName(value) != "value") {
+                continue;
+            }
+            // The element's name starts just after its '<'.
+            const std::ptrdiff_t offset = value.offset_debug();
+            if (offset <= 0 || static_cast<std::size_t>(offset) > text.size() ||
+                text[static_cast<std::size_t>(offset) - 1] != '<') {
+                throw InputError(source.where(value) + ": error: cannot locate the <value>");
+            }
+            const std::optional<Span> content =
+                elementContent(text, static_cast<std::size_t>(offset) - 1);
+            if (content && content->end > content->begin) {
+                edits.push_back(Edit{content->begin, content->end, "[redacted]"});
+            }
         }
     }
 }
@@ -69,7 +81,8 @@ int runRedact(const std::string &file)
             node.type() == pugi::node_element && localName(node) == "property";
         if (isProperty) {
             for (pugi::xml_node value = node.first_child(); value; value = value.next_sibling()) {
-                if (value.type() == pugi::node_element && localName(value) == "value") {
+                if (value.type() == pugi::node_element &&
+                    (localName(value) == "value" || localName(value) == "binary_value")) {
                     redactList(*source, value, edits);
                 }
             }
