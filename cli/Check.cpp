@@ -148,7 +148,8 @@ private:
 
     static pugi::xml_node nameNode(const ElementRef &ref)
     {
-        return ref.nameNode ? ref.nameNode : ref.node;
+        const pugi::xml_node name = ref.nameNode();
+        return name ? name : ref.node;
     }
 
     static FindingKey keyOf(const char *code, const void *where, std::string_view text = {},
@@ -568,7 +569,8 @@ public:
         for (Entity e : kEntities) {
             for (const Qos *qos : set.order(e)) {
                 for (const ElementRef &ref : qos->own) {
-                    const pugi::xml_node at = ref.nameNode ? ref.nameNode : ref.node;
+                    const pugi::xml_node name = ref.nameNode();
+                    const pugi::xml_node at = name ? name : ref.node;
                     ownerAt_.emplace(std::make_pair(qos->profile->file, at.offset_debug()), qos);
                 }
             }

@@ -341,6 +341,29 @@ pugi::xml_node secondChildNamed(pugi::xml_node node, std::string_view tag)
     return {};
 }
 
+// Each <element> of the <property><value> lists of a QoS element, in document order.
+template <typename Fn>
+void forEachElement(pugi::xml_node qos, Fn fn)
+{
+    for (pugi::xml_node property = qos.first_child(); property;
+         property = property.next_sibling()) {
+        if (property.type() != pugi::node_element || localName(property) != "property") {
+            continue;
+        }
+        for (pugi::xml_node value = property.first_child(); value; value = value.next_sibling()) {
+            if (value.type() != pugi::node_element || localName(value) != "value") {
+                continue;
+            }
+            for (pugi::xml_node element = value.first_child(); element;
+                 element = element.next_sibling()) {
+                if (element.type() == pugi::node_element && localName(element) == "element") {
+                    fn(element);
+                }
+            }
+        }
+    }
+}
+
 } // namespace
 
 void ProfileSet::readElements(Qos &qos, Findings &findings)
@@ -362,65 +385,50 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
         }
         return t;
     };
-    for (pugi::xml_node property = qos.node.first_child(); property;
-         property = property.next_sibling()) {
-        if (property.type() != pugi::node_element || localName(property) != "property") {
-            continue;
+    forEachElement(qos.node, [&](pugi::xml_node element) {
+        const pugi::xml_node name = childNamed(element, "name");
+        const pugi::xml_node v = childNamed(element, "value");
+        ElementRef ref;
+        ref.name = name ? text(name) : std::string_view();
+        if (ref.name.empty()) {
+            report(element, "property element without a <name>", "");
+            return;
         }
-        for (pugi::xml_node value = property.first_child(); value; value = value.next_sibling()) {
-            if (value.type() != pugi::node_element || localName(value) != "value") {
-                continue;
-            }
-            for (pugi::xml_node element = value.first_child(); element;
-                 element = element.next_sibling()) {
-                if (element.type() != pugi::node_element || localName(element) != "element") {
-                    continue;
-                }
-                const pugi::xml_node name = childNamed(element, "name");
-                const pugi::xml_node v = childNamed(element, "value");
-                ElementRef ref;
-                ref.name = name ? text(name) : std::string_view();
-                if (ref.name.empty()) {
-                    report(element, "property element without a <name>", "");
-                    continue;
-                }
-                // Readers disagree on which of two <name>s or <value>s counts, so neither does.
-                if (const pugi::xml_node again = secondChildNamed(element, name ? "name" : "")) {
-                    report(again, "property element with more than one <name>", ref.name);
-                    continue;
-                }
-                if (const pugi::xml_node again = secondChildNamed(element, v ? "value" : "")) {
-                    report(again,
-                           "property " + quotedShort(ref.name, 4096) + " with more than one <value>",
-                           ref.name);
-                    continue;
-                }
-                if (!v) {
-                    report(element, "property " + quotedShort(ref.name, 4096) + " without a <value>",
-                           ref.name);
-                    continue;
-                }
-                ref.value = text(v);
-                ref.node = element;
-                ref.nameNode = name;
-                ref.owner = &qos;
-                ref.confidential = PropertyList::isConfidential(ref.name);
-                if (const pugi::xml_node propagate = childNamed(element, "propagate")) {
-                    const std::string_view flagText = text(propagate);
-                    const std::optional<bool> flag = parseXmlBoolean(flagText);
-                    if (!flag) {
-                        report(propagate,
-                               "invalid <propagate> " + quotedShort(flagText) + " of property " +
-                                   quotedShort(ref.name, 4096) + " (expected true or false)",
-                               ref.name);
-                    }
-                    ref.propagate = flag.value_or(false);
-                }
-                ref.index = elements_++;
-                qos.own.push_back(ref);
-            }
+        // Readers disagree on which of two <name>s or <value>s counts, so neither does.
+        if (const pugi::xml_node again = secondChildNamed(element, name ? "name" : "")) {
+            report(again, "property element with more than one <name>", ref.name);
+            return;
         }
-    }
+        if (const pugi::xml_node again = secondChildNamed(element, v ? "value" : "")) {
+            report(again,
+                   "property " + quotedShort(ref.name, 4096) + " with more than one <value>",
+                   ref.name);
+            return;
+        }
+        if (!v) {
+            report(element, "property " + quotedShort(ref.name, 4096) + " without a <value>",
+                   ref.name);
+            return;
+        }
+        ref.value = text(v);
+        ref.node = element;
+        ref.owner = &qos;
+        ref.confidential = PropertyList::isConfidential(ref.name);
+        if (const pugi::xml_node propagate = childNamed(element, "propagate")) {
+            const std::string_view flagText = text(propagate);
+            const std::optional<bool> flag = parseXmlBoolean(flagText);
+            if (!flag) {
+                report(propagate,
+                       "invalid <propagate> " + quotedShort(flagText) + " of property " +
+                           quotedShort(ref.name, 4096) + " (expected true or false)",
+                       ref.name);
+            }
+            ref.propagate = flag.value_or(false);
+        }
+        ref.index = static_cast<std::uint32_t>(elements_++);
+        elementPool_.push_back(ref);
+        ++qos.own.count;
+    });
 }
 
 void ProfileSet::resolve(Findings &findings)
@@ -674,6 +682,13 @@ void ProfileSet::resolve(Findings &findings)
             ++const_cast<Qos *>(base)->dependents;
         }
     }
+    // The pool is sized once: the QoS's runs are placed in it as they are read.
+    std::size_t elementNodes = 0;
+    for (const Qos &qos : qos_) {
+        forEachElement(qos.node, [&](pugi::xml_node) { ++elementNodes; });
+    }
+    elementPool_.reserve(elementNodes);
+    std::vector<std::pair<Qos *, std::size_t>> ownStarts;
     for (Entity e : kEntities) {
         std::vector<Qos *> &order = order_[static_cast<int>(e)];
         std::vector<Qos *> ready;
@@ -757,8 +772,9 @@ void ProfileSet::resolve(Findings &findings)
             if (!qos->node) {
                 continue;
             }
+            // The run's place is known once the pool stops growing.
+            ownStarts.emplace_back(qos, elementPool_.size());
             readElements(*qos, findings);
-            qos->own.shrink_to_fit();
             if (e == Entity::Participant) {
                 const pugi::xml_node limits = childNamed(qos->node, "resource_limits");
                 std::shared_ptr<Limits> own;
@@ -782,6 +798,9 @@ void ProfileSet::resolve(Findings &findings)
                 }
             }
         }
+    }
+    for (const auto &[qos, start] : ownStarts) {
+        qos->own.first = elementPool_.data() + start;
     }
 }
 

@@ -174,11 +174,22 @@ struct ElementRef {
     std::string_view name;
     std::string_view value;
     pugi::xml_node node;     // the <element>
-    pugi::xml_node nameNode; // its <name>
     const Qos *owner = nullptr;
     std::uint32_t index = 0; // among all the elements of the set, from 0
     bool propagate = false;
     bool confidential = false;
+    // Its <name>, where findings about the name are placed.
+    pugi::xml_node nameNode() const { return childNamed(node, "name"); }
+};
+
+// The elements a QoS writes: a run of the set's elements, in document order.
+struct ElementSpan {
+    const ElementRef *first = nullptr;
+    std::uint32_t count = 0;
+    const ElementRef *begin() const { return first; }
+    const ElementRef *end() const { return first + count; }
+    std::size_t size() const { return count; }
+    bool empty() const { return count == 0; }
 };
 
 // A participant resource limit as set, with where.
@@ -197,7 +208,7 @@ struct Qos {
     pugi::xml_node node;
     std::string_view label;               // how it is told apart from the profile's other ones
     std::vector<const Qos *> bases;       // in the order they apply
-    std::vector<ElementRef> own;          // its own elements, in document order
+    ElementSpan own;                      // its own elements, in document order
     // Participant: the resource limits in force after inheritance, shared with the base that set
     // them; null when none is set.
     std::shared_ptr<const std::array<SetValue, kLimitFields>> limits;
@@ -264,6 +275,7 @@ private:
     std::deque<Profile> profiles_;
     std::deque<Qos> qos_;
     std::deque<std::string> texts_; // element texts assembled from several pieces
+    std::vector<ElementRef> elementPool_; // every QoS's own elements, one run per QoS
     std::unordered_map<std::string_view, std::size_t> byName_; // views of Profile::qualified
     // The bases each profile names, as written, in order; needed only until resolved.
     struct BaseName {
