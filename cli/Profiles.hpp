@@ -3,6 +3,7 @@
 #ifndef PROPQOS_CLI_PROFILES_HPP
 #define PROPQOS_CLI_PROFILES_HPP
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -192,6 +193,73 @@ struct ElementSpan {
     bool empty() const { return count == 0; }
 };
 
+// The bases of a profile or QoS, in order. Nearly all have none or one: that one is held in
+// place, more on the heap (a vector would take a heap block for a single pointer).
+template <typename T>
+class BaseList
+{
+public:
+    BaseList() = default;
+    BaseList(const BaseList &other)
+    {
+        for (T item : other) {
+            push_back(item);
+        }
+    }
+    BaseList(BaseList &&other) noexcept { swap(other); }
+    BaseList &operator=(BaseList other) noexcept
+    {
+        swap(other);
+        return *this;
+    }
+    ~BaseList()
+    {
+        if (capacity_ > 1) {
+            delete[] data_.many;
+        }
+    }
+    T *begin() { return capacity_ > 1 ? data_.many : &data_.one; }
+    T *end() { return begin() + size_; }
+    const T *begin() const { return capacity_ > 1 ? data_.many : &data_.one; }
+    const T *end() const { return begin() + size_; }
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    T operator[](std::size_t i) const { return begin()[i]; }
+    void push_back(T item)
+    {
+        if (size_ == capacity_) {
+            T *grown = new T[2 * capacity_];
+            std::copy(begin(), end(), grown);
+            if (capacity_ > 1) {
+                delete[] data_.many;
+            }
+            data_.many = grown;
+            capacity_ *= 2;
+        }
+        begin()[size_++] = item;
+    }
+    T *erase(T *at)
+    {
+        std::copy(at + 1, end(), at);
+        --size_;
+        return at;
+    }
+
+private:
+    void swap(BaseList &other) noexcept
+    {
+        std::swap(size_, other.size_);
+        std::swap(capacity_, other.capacity_);
+        std::swap(data_, other.data_);
+    }
+    std::uint32_t size_ = 0;
+    std::uint32_t capacity_ = 1;
+    union {
+        T one;
+        T *many;
+    } data_{};
+};
+
 // A participant resource limit as set, with where.
 struct SetValue {
     std::string_view text;
@@ -207,7 +275,7 @@ struct Qos {
     const Profile *profile = nullptr;
     pugi::xml_node node;
     std::string_view label;               // how it is told apart from the profile's other ones
-    std::vector<const Qos *> bases;       // in the order they apply
+    BaseList<const Qos *> bases;          // in the order they apply
     ElementSpan own;                      // its own elements, in document order
     // Participant: the resource limits in force after inheritance, shared with the base that set
     // them; null when none is set.
@@ -224,7 +292,7 @@ struct Profile {
     pugi::xml_node node;
     std::string_view library; // empty for a profile directly under <dds> (a view of the document)
     std::string qualified;    // "Lib::Profile", or "Profile" without a library
-    std::vector<const Profile *> bases;
+    BaseList<const Profile *> bases;
     std::array<Qos *, 3> slot{}; // by Entity: the default QoS; null when it has none
     std::uint32_t fileIndex = 0;
     std::uint32_t index = 0;     // among the set's profiles
