@@ -709,9 +709,12 @@ int runCheck(const CheckOptions &options)
         findings = Findings();
         unusable = false;
         set = loadProfiles(options.files, findings, options.externalBases, &unusable, edits);
-        Checker checker(options, known, findings);
-        checker.run(set);
-        qosChecked = checker.qosChecked();
+        {
+            // Its tables are released before the findings are filtered and sorted.
+            Checker checker(options, known, findings);
+            checker.run(set);
+            qosChecked = checker.qosChecked();
+        }
         applyRuleControl(findings.list(), options.disabled, set);
         findings.sort();
     };

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <unordered_set>
 
 #include "Rules.hpp"
 #include "Source.hpp"
@@ -193,10 +194,18 @@ void applyRuleControl(FindingList &findings, const std::vector<std::string> &dis
             findings.push_back(std::move(f));
         }
     }
+    // Only the files with ignore comments need their findings swept.
+    std::unordered_set<const SourceFile *> commented;
+    for (std::size_t k = 0; k < set.files().size(); ++k) {
+        if (!coveredByFile[k].empty()) {
+            commented.insert(set.files()[k].get());
+        }
+    }
     std::vector<bool> drop(findings.size(), false);
     for (std::size_t i = 0; i < findings.size(); ++i) {
         drop[i] = isDisabled(std::string(findings[i].code));
-        if (!drop[i] && findings[i].file != nullptr && findings[i].offset >= 0) {
+        if (!drop[i] && findings[i].file != nullptr && findings[i].offset >= 0 &&
+            commented.count(findings[i].file) != 0) {
             byFile[findings[i].file].push_back(i);
         }
     }
