@@ -2,6 +2,8 @@
 #include "Text.hpp"
 
 #include <algorithm>
+#include <optional>
+#include <unordered_map>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -93,13 +95,14 @@ std::string upper(std::string_view s)
 }
 
 // The encoding named by an XML declaration at the start of `bytes`, upper-cased; empty when none.
-std::string declaredEncoding(std::string_view bytes)
+// The value of an attribute of the XML declaration, as written ("" when absent).
+std::string declaredAttribute(std::string_view bytes, std::string_view attribute)
 {
     if (!startsWith(bytes, "<?xml")) {
         return "";
     }
     const std::string_view decl = bytes.substr(0, bytes.find("?>", 0));
-    const std::size_t at = decl.find("encoding");
+    const std::size_t at = decl.find(attribute);
     if (at == std::string_view::npos) {
         return "";
     }
@@ -108,7 +111,12 @@ std::string declaredEncoding(std::string_view bytes)
         return "";
     }
     const std::size_t end = decl.find(decl[i], i + 1);
-    return end == std::string_view::npos ? "" : upper(decl.substr(i + 1, end - i - 1));
+    return end == std::string_view::npos ? "" : std::string(decl.substr(i + 1, end - i - 1));
+}
+
+std::string declaredEncoding(std::string_view bytes)
+{
+    return upper(declaredAttribute(bytes, "encoding"));
 }
 
 void appendUtf8(std::string &out, unsigned long code)
@@ -233,9 +241,26 @@ std::size_t scanDoctype(std::string_view text, std::size_t at, bool &declaration
 // UTF-8. Comments and CDATA sections hold no references. Entities are never expanded: a
 // declared one could hide a confidential name from the checks, or grow without bound, or name
 // an outside file; so a file declaring or using one is refused at that place.
-bool checkCharacters(std::string_view text, Fault &fault)
+//
+// The parser is also lenient about the document's shape; what it lets through is collected in
+// `shape` (the first such fault), to be reported only once the parser has found the markup
+// otherwise sound, since a mismatched tag explains a stray one better: text or a second
+// element after the root (two files pasted together), an XML declaration that is not the
+// first thing in the file or names a version other than 1.x, "--" inside a comment, and '<'
+// in an attribute value.
+bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &shape)
 {
-    enum { Markup, Comment, Cdata, Instruction } state = Markup;
+    enum { Markup, Tag, Comment, Cdata, Instruction } state = Markup;
+    const auto deviation = [&](std::size_t at, std::string message) {
+        if (!shape) {
+            shape = Fault{at, std::move(message)};
+        }
+    };
+    std::size_t depth = 0;
+    bool rootSeen = false;
+    bool endTag = false;
+    char quote = 0;
+    char last = 0; // the last character of a tag outside quotes and blanks
     for (std::size_t i = 0; i < text.size();) {
         unsigned long code = 0;
         const std::size_t n = decodeUtf8(text, i, code);
@@ -258,26 +283,81 @@ bool checkCharacters(std::string_view text, Fault &fault)
                 state = Markup, i += 3;
                 continue;
             }
-        } else if (state == Cdata) {
+            if (c == '-' && text.compare(i, 2, "--") == 0) {
+                deviation(i, "\"--\" inside a comment");
+            }
+            i += n;
+            continue;
+        }
+        if (state == Cdata) {
             if (c == ']' && text.compare(i, 3, "]]>") == 0) {
                 state = Markup, i += 3;
                 continue;
             }
-        } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
-            state = Comment, i += 4;
+            i += n;
             continue;
-        } else if (state == Instruction) {
+        }
+        if (state == Instruction) {
             if (c == '?' && text.compare(i, 2, "?>") == 0) {
                 state = Markup, i += 2;
                 continue;
             }
+            i += n;
+            continue;
+        }
+        if (state == Tag) {
+            if (quote != 0) {
+                if (c == quote) {
+                    quote = 0;
+                } else if (c == '<') {
+                    deviation(i, "'<' in an attribute value (write &lt;)");
+                }
+            } else if (c == '"' || c == '\'') {
+                quote = c;
+            } else if (c == '>') {
+                state = Markup;
+                if (endTag) {
+                    depth -= depth > 0 ? 1 : 0;
+                } else if (last != '/') {
+                    ++depth;
+                }
+                ++i;
+                continue;
+            } else if (c != ' ' && c != '\t' && c != '\r' && c != '\n') {
+                last = c;
+            }
+        } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
+            state = Comment, i += 4;
+            continue;
         } else if (c == '<' && text.compare(i, 9, "<![CDATA[") == 0) {
+            if (depth == 0) {
+                deviation(i, "a CDATA section outside the root element");
+            }
             state = Cdata, i += 9;
             continue;
         } else if (c == '<' && i + 1 < text.size() && text[i + 1] == '?') {
+            std::size_t k = i + 2;
+            while (k < text.size() && isNameChar(text[k])) {
+                ++k;
+            }
+            const std::string target = upper(text.substr(i + 2, k - i - 2));
+            if (target == "XML" && (i != 0 || text.compare(i + 2, 3, "xml") != 0)) {
+                deviation(i, i != 0 ? "the XML declaration must be the first thing in the file"
+                                    : "\"" + std::string(text.substr(i + 2, 3)) +
+                                          "\" is reserved (the declaration is written <?xml)");
+            } else if (i == 0 && target == "XML") {
+                const std::string version = declaredAttribute(text, "version");
+                if (version.size() < 3 || version.compare(0, 2, "1.") != 0 ||
+                    version.find_first_not_of("0123456789", 2) != std::string::npos) {
+                    deviation(i, "XML version \"" + version + "\" (1.0 is read)");
+                }
+            }
             state = Instruction, i += 2;
             continue;
         } else if (c == '<' && text.compare(i, 9, "<!DOCTYPE") == 0) {
+            if (rootSeen) {
+                deviation(i, "a DOCTYPE after the root element");
+            }
             bool declaration = false;
             const std::size_t end = scanDoctype(text, i, declaration);
             if (declaration) {
@@ -294,7 +374,19 @@ bool checkCharacters(std::string_view text, Fault &fault)
                 i = k;
             }
             continue;
-        } else if (c == '&' && i + 1 < text.size() && text[i + 1] != '#') {
+        } else if (c == '<') {
+            endTag = i + 1 < text.size() && text[i + 1] == '/';
+            if (!endTag && depth == 0 && rootSeen) {
+                deviation(i, "a second element after the root element");
+            }
+            rootSeen = rootSeen || !endTag;
+            state = Tag, quote = 0, last = 0;
+            i += endTag ? 2 : 1;
+            continue;
+        } else if (depth == 0 && c != ' ' && c != '\t' && c != '\r' && c != '\n') {
+            deviation(i, rootSeen ? "text after the root element" : "text before the root element");
+        }
+        if (c == '&' && i + 1 < text.size() && text[i + 1] != '#') {
             std::size_t k = i + 1;
             while (k < text.size() && k < i + 256 && isNameChar(text[k])) {
                 ++k;
@@ -339,6 +431,81 @@ bool checkCharacters(std::string_view text, Fault &fault)
         i += n;
     }
     return true;
+}
+
+// What the parser leaves unchecked in names: an attribute given twice on one element, and a
+// namespace prefix that no enclosing element declares. One walk in document order; the
+// declared prefixes are counted so that each lookup is constant whatever the nesting.
+void checkNames(const SourceFile &source)
+{
+    const auto fail = [&](pugi::xml_node node, const std::string &message) {
+        const std::ptrdiff_t at = node.offset_debug() - 1;
+        throw InputError(source.path(), source.lineOf(at), source.columnOf(at),
+                         "malformed XML: " + message);
+    };
+    std::unordered_map<std::string_view, std::size_t> bound;
+    std::vector<std::pair<std::size_t, std::string_view>> declared; // (depth, prefix)
+    const auto isBound = [&](std::string_view name) {
+        const std::size_t colon = name.find(':');
+        if (colon == std::string_view::npos) {
+            return true;
+        }
+        const std::string_view prefix = name.substr(0, colon);
+        const auto it = bound.find(prefix);
+        return prefix == "xml" || prefix == "xmlns" || (it != bound.end() && it->second > 0);
+    };
+    std::vector<std::string_view> names;
+    std::size_t depth = 0;
+    pugi::xml_node node = source.document().first_child();
+    while (node) {
+        if (node.type() == pugi::node_element) {
+            names.clear();
+            for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+                const std::string_view name = a.name();
+                names.push_back(name);
+                if (name.compare(0, 6, "xmlns:") == 0) {
+                    ++bound[name.substr(6)];
+                    declared.emplace_back(depth, name.substr(6));
+                }
+            }
+            std::sort(names.begin(), names.end());
+            const auto twice = std::adjacent_find(names.begin(), names.end());
+            if (twice != names.end()) {
+                fail(node, "attribute \"" + escaped(*twice) + "\" given twice");
+            }
+            if (!isBound(node.name())) {
+                fail(node, "namespace prefix of <" + escaped(node.name()) + "> is not declared");
+            }
+            for (const std::string_view name : names) {
+                if (!isBound(name)) {
+                    fail(node, "namespace prefix of attribute \"" + escaped(name) +
+                                   "\" is not declared");
+                }
+            }
+            if (node.first_child()) {
+                node = node.first_child();
+                ++depth;
+                continue;
+            }
+        }
+        // Leaving nodes, up to the next sibling: their declarations go out of scope.
+        for (;;) {
+            while (!declared.empty() && declared.back().first >= depth) {
+                --bound[declared.back().second];
+                declared.pop_back();
+            }
+            if (node.next_sibling()) {
+                node = node.next_sibling();
+                break;
+            }
+            node = node.parent();
+            if (!node || node.type() == pugi::node_document) {
+                node = pugi::xml_node();
+                break;
+            }
+            --depth;
+        }
+    }
 }
 
 } // namespace
@@ -432,19 +599,27 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
         ++p;
         source->lineStarts_.push_back(static_cast<std::uint32_t>(p - buffer));
     }
-    if (fault == nullptr && !checkCharacters(std::string_view(buffer, size), storage)) {
+    std::optional<Fault> shape;
+    if (fault == nullptr && !checkCharacters(std::string_view(buffer, size), storage, shape)) {
         fault = &storage;
     }
-    if (fault != nullptr) {
-        // Located against the text as read, before the parser would rewrite it.
-        const std::size_t line = source->lineOf(static_cast<std::ptrdiff_t>(fault->offset));
+    // Located against the text as read, before the parser rewrites it.
+    const auto located = [&](const Fault &f) {
+        const std::size_t line = source->lineOf(static_cast<std::ptrdiff_t>(f.offset));
         std::size_t column = 1;
-        for (std::size_t k = source->lineStarts_[line - 1]; k < fault->offset; ++k) {
+        for (std::size_t k = source->lineStarts_[line - 1]; k < f.offset; ++k) {
             column += (static_cast<unsigned char>(buffer[k]) & 0xC0u) != 0x80u ? 1 : 0;
         }
+        return InputError(shown, line, column, (f.malformed ? "malformed XML: " : "") + f.message);
+    };
+    if (fault != nullptr) {
+        InputError error = located(*fault);
         pugi::get_memory_deallocation_function()(buffer);
-        throw InputError(shown, line, column,
-                         (fault->malformed ? "malformed XML: " : "") + fault->message);
+        throw error;
+    }
+    std::optional<InputError> shapeError;
+    if (shape) {
+        shapeError = located(*shape);
     }
     const pugi::xml_parse_result result =
         source->document_.load_buffer_inplace_own(buffer, size, kParseOptions, pugi::encoding_utf8);
@@ -457,6 +632,10 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
         throw InputError(shown, source->lineOf(result.offset), source->columnOf(result.offset),
                          "malformed XML: " + description);
     }
+    if (shapeError) {
+        throw *shapeError;
+    }
+    checkNames(*source);
     const pugi::xml_node root = source->document_.document_element();
     if (localName(root) != "dds") {
         throw InputError(shown, source->lineOf(root), 0,
