@@ -1,6 +1,7 @@
 #include "Profiles.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include <fnmatch.h>
@@ -364,6 +365,37 @@ void forEachElement(pugi::xml_node qos, Fn fn)
     }
 }
 
+// A QoS child that is most likely a misspelt <property>: its list would be dropped unread by
+// the middleware, and by these checks.
+bool looksLikeProperty(std::string_view name)
+{
+    constexpr std::string_view kProperty = "property";
+    if (name == kProperty || name.size() < 6 || name.size() > 12) {
+        return false;
+    }
+    std::string lower(name);
+    for (char &c : lower) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    if (lower == kProperty || lower == "properties") {
+        return true;
+    }
+    // Edit distance, two rows.
+    std::array<std::size_t, 13> row{}, next{};
+    for (std::size_t j = 0; j <= lower.size(); ++j) {
+        row[j] = j;
+    }
+    for (std::size_t i = 1; i <= kProperty.size(); ++i) {
+        next[0] = i;
+        for (std::size_t j = 1; j <= lower.size(); ++j) {
+            next[j] = std::min({row[j] + 1, next[j - 1] + 1,
+                                row[j - 1] + (kProperty[i - 1] == lower[j - 1] ? 0 : 1)});
+        }
+        row = next;
+    }
+    return row[lower.size()] <= 2;
+}
+
 } // namespace
 
 void ProfileSet::readElements(Qos &qos, Findings &findings)
@@ -385,6 +417,29 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
         }
         return t;
     };
+    // Lists the middleware would not read: they are not read here either, so say so.
+    for (pugi::xml_node child = qos.node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element) {
+            continue;
+        }
+        const std::string_view tag = localName(child);
+        if (looksLikeProperty(tag)) {
+            report(child, "<" + escaped(tag) + "> is not read (did you mean <property>?)", "");
+            continue;
+        }
+        for (pugi::xml_node list = tag == "property" ? child.first_child() : pugi::xml_node();
+             list; list = list.next_sibling()) {
+            const std::string_view inner = list.type() == pugi::node_element ? localName(list) : "value";
+            if (inner == "element") {
+                report(list, "<element> directly under <property> is not read (a list is "
+                             "<property><value><element>)", "");
+            } else if (inner != "value" && inner != "binary_value") {
+                report(list, "<" + escaped(inner) +
+                                 "> under <property> is not read (expected <value> or <binary_value>)",
+                       "");
+            }
+        }
+    }
     forEachElement(qos.node, [&](pugi::xml_node element) {
         const pugi::xml_node name = childNamed(element, "name");
         const pugi::xml_node v = childNamed(element, "value");

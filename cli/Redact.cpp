@@ -13,8 +13,8 @@ const char *const kRedactHelp =
     "\n"
     "Prints FILE as it is, byte for byte (encoding, byte-order mark, line ends, comments,\n"
     "entities, CDATA sections, order and blanks), except the content of the <value> of every\n"
-    "confidential property (in <value> and <binary_value> lists alike; every <value> of an\n"
-    "element with a confidential <name> among its names), which becomes \"[redacted]\".\n"
+    "confidential property (of every <element> with a confidential <name> among its names,\n"
+    "wherever it sits: <value> and <binary_value> lists alike), which becomes \"[redacted]\".\n"
     "A property is confidential when the middleware's saving would redact it: a name (the\n"
     "text of its <name>, comments left out, blanks around it trimmed) ending in .password,\n"
     ".private_key, .private_key_file, .private_key_password, .rsa_private_key,\n"
@@ -29,40 +29,35 @@ const char *const kRedactHelp =
 namespace
 {
 
-// The edits that redact the confidential values of one property list (<value> or
-// <binary_value>). It fails closed: an element that names a confidential property in any of
-// its <name> children has every one of its <value> children redacted, since a reader that
-// takes the last <name> or the last <value> would see the one left in clear.
-void redactList(const SourceFile &source, pugi::xml_node list, std::vector<Edit> &edits)
+// The edits that redact one property element. It fails closed: an <element> that names a
+// confidential property in any of its <name> children has every one of its <value> children
+// redacted, since a reader that takes the last <name> or the last <value> would see the one
+// left in clear.
+void redactElement(const SourceFile &source, pugi::xml_node element, std::vector<Edit> &edits)
 {
     std::string scratch;
     const std::string_view text = source.text();
-    for (pugi::xml_node element = list.first_child(); element; element = element.next_sibling()) {
-        if (element.type() != pugi::node_element || localName(element) != "element") {
+    bool confidential = false;
+    for (pugi::xml_node child = element.first_child(); child && !confidential;
+         child = child.next_sibling()) {
+        confidential = child.type() == pugi::node_element && localName(child) == "name" &&
+                       PropertyList::isConfidential(textOf(child, scratch));
+    }
+    for (pugi::xml_node value = element.first_child(); confidential && value;
+         value = value.next_sibling()) {
+        if (value.type() != pugi::node_element || localName(value) != "value") {
             continue;
         }
-        bool confidential = false;
-        for (pugi::xml_node child = element.first_child(); child && !confidential;
-             child = child.next_sibling()) {
-            confidential = child.type() == pugi::node_element && localName(child) == "name" &&
-                           PropertyList::isConfidential(textOf(child, scratch));
+        // The element's name starts just after its '<'.
+        const std::ptrdiff_t offset = value.offset_debug();
+        if (offset <= 0 || static_cast<std::size_t>(offset) > text.size() ||
+            text[static_cast<std::size_t>(offset) - 1] != '<') {
+            throw InputError(source.where(value) + ": error: cannot locate the <value>");
         }
-        for (pugi::xml_node value = element.first_child(); confidential && value;
-             value = value.next_sibling()) {
-            if (value.type() != pugi::node_element || localName(value) != "value") {
-                continue;
-            }
-            // The element's name starts just after its '<'.
-            const std::ptrdiff_t offset = value.offset_debug();
-            if (offset <= 0 || static_cast<std::size_t>(offset) > text.size() ||
-                text[static_cast<std::size_t>(offset) - 1] != '<') {
-                throw InputError(source.where(value) + ": error: cannot locate the <value>");
-            }
-            const std::optional<Span> content =
-                elementContent(text, static_cast<std::size_t>(offset) - 1);
-            if (content && content->end > content->begin) {
-                edits.push_back(Edit{content->begin, content->end, "[redacted]"});
-            }
+        const std::optional<Span> content =
+            elementContent(text, static_cast<std::size_t>(offset) - 1);
+        if (content && content->end > content->begin) {
+            edits.push_back(Edit{content->begin, content->end, "[redacted]"});
         }
     }
 }
@@ -74,20 +69,16 @@ int runRedact(const std::string &file)
     const std::unique_ptr<SourceFile> source = SourceFile::load(file, true);
 
     std::vector<Edit> edits;
-    // Document order, without recursion: nesting depth is the input's to choose.
+    // Every <element> wherever it sits, not only those of well-formed property lists: a list
+    // written without its <value> level, under <binary_value> or under a misspelt <property>
+    // still holds the secret. Document order, without recursion: nesting depth is the input's
+    // to choose.
     pugi::xml_node node = source->document().document_element();
     while (node) {
-        const bool isProperty =
-            node.type() == pugi::node_element && localName(node) == "property";
-        if (isProperty) {
-            for (pugi::xml_node value = node.first_child(); value; value = value.next_sibling()) {
-                if (value.type() == pugi::node_element &&
-                    (localName(value) == "value" || localName(value) == "binary_value")) {
-                    redactList(*source, value, edits);
-                }
-            }
+        if (node.type() == pugi::node_element && localName(node) == "element") {
+            redactElement(*source, node, edits);
         }
-        node = nextInDocument(node, !isProperty);
+        node = nextInDocument(node, true);
     }
 
     // Offsets are into the decoded text; the output is the file's own bytes.
