@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
+#include <cerrno>
 #include <cstring>
 #include <map>
 #include <string_view>
@@ -67,8 +68,10 @@ const char *const kCheckHelp =
     "                                   has that name already), print what changed, then\n"
     "                                   check the files as written\n"
     "  --dry-run                        with --fix: print the corrections as a unified diff\n"
-    "                                   and change nothing (a UTF-16 file's diff is shown\n"
-    "                                   in UTF-8, which patch cannot apply)\n"
+    "                                   and the findings on standard error, and change\n"
+    "                                   nothing (with --format json or sarif: the findings,\n"
+    "                                   and the diff on standard error; a UTF-16 file's diff\n"
+    "                                   is shown in UTF-8, which patch cannot apply)\n"
     "  --external-base PATTERN          base profiles matching PATTERN ('*' and '?' wildcards,\n"
     "                                   e.g. 'PlatformLib::*') exist outside the files given:\n"
     "                                   nothing is reported for them (repeatable)\n"
@@ -610,28 +613,31 @@ struct FixResult {
     std::string report; // a line per correction made (or refused); with --dry-run, a diff
     std::string notes;  // for standard error
     bool changed = false;
+    std::vector<std::pair<std::string, std::string>> unwritten; // (file, why) left as it was
 };
 
 // Writes the typo corrections into the files (or shows them as a diff). A correction to a name
 // its QoS already has (or that another correction gives it) would make a duplicate: not made.
+// A file that cannot be written is left out, and the others are still corrected.
 FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryRun)
 {
     Corrections corrections(set);
     std::unordered_map<const SourceFile *, std::vector<Edit>> edits;
+    std::unordered_map<const SourceFile *, std::string> lines; // what is said of each file
     FixResult result;
     for (const Finding &f : findings) {
         const Qos *refusedIn = nullptr;
         std::optional<Edit> edit = corrections.of(f, &refusedIn);
         const std::string where = escaped(f.path) + ":" + std::to_string(f.line) + ": ";
         if (refusedIn != nullptr) {
-            result.report += where + "not fixed: " + quoted(f.property) + " -> " +
+            lines[f.file] += where + "not fixed: " + quoted(f.property) + " -> " +
                              quoted(f.suggestion) + ": would give the name twice in " +
                              refusedIn->describe() + " [" + std::string(f.code) + "]\n";
         }
         if (!edit) {
             continue;
         }
-        result.report += where + "fixed: " + quoted(f.property) + " -> " + quoted(f.suggestion) +
+        lines[f.file] += where + "fixed: " + quoted(f.property) + " -> " + quoted(f.suggestion) +
                          " [" + std::string(f.code) + "]\n";
         edits[f.file].push_back(std::move(*edit));
     }
@@ -639,6 +645,7 @@ FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryR
     for (const auto &file : set.files()) {
         auto it = edits.find(file.get());
         if (it == edits.end()) {
+            result.report += lines[file.get()];
             continue;
         }
         std::vector<Edit> &list = it->second;
@@ -657,8 +664,8 @@ FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryR
                                    file->encodeAscii(list[i].text)});
         }
         const std::string fixed = applyEdits(file->bytes(), onBytes);
-        result.changed = true;
         if (dryRun) {
+            result.report += lines[file.get()];
             // A diff patch can apply has the file's own bytes; lines of UTF-16 are not lines
             // to patch, so those are shown decoded.
             const bool wide =
@@ -674,18 +681,26 @@ FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryR
                             "cannot be applied with patch (use --fix without --dry-run)\n";
             continue;
         }
+        errno = 0;
         std::FILE *stream = std::fopen(file->path().c_str(), "r+b");
         bool written = stream != nullptr &&
                        std::fwrite(fixed.data(), 1, fixed.size(), stream) == fixed.size();
         // The corrections only ever shorten or lengthen a name: cut what the old text left.
         written = written && std::fflush(stream) == 0 &&
                   ftruncate(fileno(stream), static_cast<off_t>(fixed.size())) == 0;
+        const int error = errno;
         if (stream != nullptr) {
             written = std::fclose(stream) == 0 && written;
         }
         if (!written) {
-            throw InputError(file->path() + ": error: cannot write the corrections");
+            result.unwritten.emplace_back(
+                file->path(), std::to_string(list.size()) +
+                                  (list.size() == 1 ? " correction" : " corrections") +
+                                  " not made: cannot write: " + std::strerror(error ? error : EIO));
+            continue;
         }
+        result.report += lines[file.get()];
+        result.changed = true;
     }
     if (dryRun) {
         result.report = diff;
@@ -734,21 +749,44 @@ int runCheck(const CheckOptions &options)
     if (options.fix) {
         FixResult fixes = fixTypos(findings.list(), set, options.dryRun);
         std::fputs(fixes.notes.c_str(), stderr);
-        // JSON and SARIF stay parseable: the list of corrections goes to standard error.
-        if (!options.dryRun && options.format != "text") {
+        if (options.dryRun) {
+            // Standard output is the diff, for patch; or, in JSON and SARIF (whose fixes say the
+            // same), the findings, and the diff goes to standard error.
+            if (options.format == "text") {
+                out(fixes.report);
+                if (fixes.report.empty()) {
+                    std::fputs("propqos: no correction to make\n", stderr);
+                }
+                // Nothing changed: the exit status is that of the files as they are.
+                std::fputs(textReport(findings.list(), options, options.files.size(),
+                                      set.profileCount(), qosChecked)
+                               .c_str(),
+                           stderr);
+                return exitStatus();
+            }
+            std::fputs(fixes.report.c_str(), stderr);
+        } else if (options.format != "text") {
+            // JSON and SARIF stay parseable: the list of corrections goes to standard error.
             std::fputs(fixes.report.c_str(), stderr);
         } else {
             out(fixes.report);
-        }
-        if (options.dryRun) {
-            // Nothing changed: the exit status is that of the files as they are.
-            return exitStatus();
         }
         // A correction can change more than its own finding (the profile's validation action,
         // a total length, a confidential name): what is reported is the files as now written.
         if (fixes.changed) {
             checkFiles();
         }
+        for (const auto &[path, why] : fixes.unwritten) {
+            Finding f;
+            f.path = findings.keep(path);
+            f.fileIndex = static_cast<std::uint32_t>(
+                std::find(options.files.begin(), options.files.end(), path) - options.files.begin());
+            f.code = "unusable-file";
+            f.message = why;
+            findings.add(std::move(f));
+            unusable = true;
+        }
+        findings.sort();
     }
     FindingList &list = findings.list();
     if (options.format == "sarif") {
