@@ -581,24 +581,30 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
         std::string().swap(bytes);
     }
 
-    // Line starts, from the text before the parser rewrites it.
-    // Counted first: a large file has many lines, and a growing vector would hold up to twice
-    // their offsets.
+    // Line starts, from the text before the parser rewrites it. A line ends at LF, CR LF or a
+    // CR alone, as XML reads them. Counted first: a large file has many lines, and a growing
+    // vector would hold up to twice their offsets.
+    const bool anyCr = std::memchr(buffer, '\r', size) != nullptr;
+    const auto forEachLineStart = [&](auto fn) {
+        if (!anyCr) {
+            for (const char *p = buffer, *end = buffer + size;
+                 (p = static_cast<const char *>(
+                      std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) != nullptr;) {
+                fn(static_cast<std::uint32_t>(++p - buffer));
+            }
+            return;
+        }
+        for (std::size_t i = 0; i < size; ++i) {
+            if (buffer[i] == '\n' || (buffer[i] == '\r' && (i + 1 == size || buffer[i + 1] != '\n'))) {
+                fn(static_cast<std::uint32_t>(i + 1));
+            }
+        }
+    };
     std::size_t lines = 1;
-    for (const char *p = buffer, *end = buffer + size;
-         (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
-         nullptr;
-         ++p) {
-        ++lines;
-    }
+    forEachLineStart([&](std::uint32_t) { ++lines; });
     source->lineStarts_.reserve(lines);
     source->lineStarts_.push_back(0);
-    for (const char *p = buffer, *end = buffer + size;
-         (p = static_cast<const char *>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) !=
-         nullptr;) {
-        ++p;
-        source->lineStarts_.push_back(static_cast<std::uint32_t>(p - buffer));
-    }
+    forEachLineStart([&](std::uint32_t start) { source->lineStarts_.push_back(start); });
     std::optional<Fault> shape;
     if (fault == nullptr && !checkCharacters(std::string_view(buffer, size), storage, shape)) {
         fault = &storage;
