@@ -1,6 +1,7 @@
 #include "RuleControl.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -25,7 +26,8 @@ struct Covered {
     std::vector<std::string> codes;
 };
 
-// "propqos: ignore a, b" -> {"a", "b"}; empty for any other comment.
+// "propqos: ignore a, b because ..." -> {"a", "b"}; empty for any other comment. The list of
+// rules ends where a blank is not next to a comma: what follows is the reason, for readers.
 std::vector<std::string> ignoredCodes(std::string_view comment)
 {
     comment = trimmed(comment);
@@ -36,21 +38,52 @@ std::vector<std::string> ignoredCodes(std::string_view comment)
     comment = trimmed(comment.substr(tag.size()));
     const std::string_view verb = "ignore";
     if (comment.substr(0, verb.size()) != verb ||
-        (comment.size() > verb.size() && comment[verb.size()] != ' ' &&
-         comment[verb.size()] != '\t')) {
+        (comment.size() > verb.size() && !std::isspace(static_cast<unsigned char>(comment[verb.size()])))) {
         return {};
     }
-    comment.remove_prefix(verb.size());
+    comment = trimmed(comment.substr(verb.size()));
+    const auto isCodeChar = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_';
+    };
     std::vector<std::string> codes;
-    while (!comment.empty()) {
-        const std::size_t comma = comment.find(',');
-        const std::string_view code = trimmed(comment.substr(0, comma));
-        if (!code.empty()) {
-            codes.emplace_back(code);
+    for (;;) {
+        std::size_t n = 0;
+        while (n < comment.size() && isCodeChar(comment[n])) {
+            ++n;
         }
-        comment = comma == std::string_view::npos ? std::string_view() : comment.substr(comma + 1);
+        if (n > 0) {
+            codes.emplace_back(comment.substr(0, n));
+        }
+        comment = trimmed(comment.substr(n));
+        if (comment.empty() || comment.front() != ',') {
+            // A name that is not a rule's shape (for instance "unknown_property?") is still
+            // named, so that unknown-rule can say so.
+            if (n == 0 && codes.empty() && !comment.empty()) {
+                codes.emplace_back(comment.substr(0, comment.find_first_of(" \t\r\n")));
+            }
+            break;
+        }
+        comment = trimmed(comment.substr(1));
     }
     return codes;
+}
+
+// Whether a comment ends the line of the element just before it (`<e/> <!-- ... -->`): then it
+// is about that element, as a trailing comment is read, not about the next one.
+bool endsLineOfPrevious(pugi::xml_node comment, std::string_view text)
+{
+    pugi::xml_node previous = comment.previous_sibling();
+    if (!previous || previous.type() != pugi::node_element) {
+        return false;
+    }
+    // The comment's offset is that of its text, after "<!--".
+    std::ptrdiff_t at = comment.offset_debug() - 5;
+    while (at >= 0 && static_cast<std::size_t>(at) < text.size() &&
+           (text[static_cast<std::size_t>(at)] == ' ' || text[static_cast<std::size_t>(at)] == '\t')) {
+        --at;
+    }
+    return at >= 0 && static_cast<std::size_t>(at) < text.size() &&
+           text[static_cast<std::size_t>(at)] != '\n' && text[static_cast<std::size_t>(at)] != '\r';
 }
 
 // A rule named in an ignore comment that is no rule's: the comment's offset and the name.
@@ -59,11 +92,10 @@ using UnknownCode = std::pair<std::ptrdiff_t, std::string>;
 // Every ignore comment of a document with the element it covers, in document order (so sorted
 // by begin, and nested ranges after the ones holding them). Codes that are no rule's go to
 // `unknown` instead.
-std::vector<Covered> coveredElements(const pugi::xml_document &document,
-                                     std::vector<UnknownCode> &unknown)
+std::vector<Covered> coveredElements(const SourceFile &file, std::vector<UnknownCode> &unknown)
 {
     std::vector<Covered> out;
-    pugi::xml_node node = document.first_child();
+    pugi::xml_node node = file.document().first_child();
     while (node) {
         if (node.type() == pugi::node_comment) {
             std::vector<std::string> codes = ignoredCodes(node.value());
@@ -75,9 +107,14 @@ std::vector<Covered> coveredElements(const pugi::xml_document &document,
                     ++code;
                 }
             }
-            pugi::xml_node target = node.next_sibling();
-            while (target && target.type() != pugi::node_element) {
-                target = target.next_sibling();
+            pugi::xml_node target;
+            if (!codes.empty() && endsLineOfPrevious(node, file.decodedFrom(0))) {
+                target = node.previous_sibling();
+            } else {
+                target = node.next_sibling();
+                while (target && target.type() != pugi::node_element) {
+                    target = target.next_sibling();
+                }
             }
             if (!codes.empty() && target) {
                 const std::ptrdiff_t end = nextAfter(target).offset_debug();
@@ -177,7 +214,7 @@ void applyRuleControl(FindingList &findings, const std::vector<std::string> &dis
     std::vector<std::vector<Covered>> coveredByFile;
     for (const auto &file : set.files()) {
         std::vector<UnknownCode> unknown;
-        coveredByFile.push_back(coveredElements(file->document(), unknown));
+        coveredByFile.push_back(coveredElements(*file, unknown));
         for (const auto &[offset, code] : unknown) {
             Finding f;
             f.file = file.get();
