@@ -299,6 +299,17 @@ private:
         const std::size_t field = static_cast<std::size_t>(qos.entity) * 2;
         const std::int32_t maxList = limit(qos, field, kDefaultListMax);
         const std::int32_t maxString = limit(qos, field + 1, kDefaultStringMax);
+        // A list within both limits passes the module's check (which counts each name and
+        // value with a terminator): only one that may not is handed to it, for its findings.
+        if (list.size() <= static_cast<std::size_t>(maxList)) {
+            std::size_t length = 0;
+            for (const ElementRef *ref : list) {
+                length += ref->name.size() + 1 + ref->value.size() + 1;
+            }
+            if (length <= static_cast<std::size_t>(maxString)) {
+                return;
+            }
+        }
         const LimitReport report =
             ProfileSet::toList(list).checkLimits(entityKind(qos.entity), maxList, maxString);
         if (report.consistent) {

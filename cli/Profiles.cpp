@@ -891,6 +891,24 @@ merge(const Qos &qos, const std::function<const std::vector<const ElementRef *> 
     if (bases.size() == 1 && qos.own.empty()) {
         return of(bases[0]);
     }
+    // One base and a few elements of its own (a chain of profiles, each adding a little): the
+    // base's list, each own element replacing the one of its name or added at the end. Looking
+    // a few names up along the list costs less than indexing every name the chain has gathered.
+    constexpr std::size_t kFewOwn = 4;
+    if (bases.size() == 1 && qos.own.size() <= kFewOwn) {
+        std::vector<const ElementRef *> list = of(bases[0]);
+        for (const ElementRef &ref : qos.own) {
+            const auto same = std::find_if(list.begin(), list.end(), [&](const ElementRef *r) {
+                return r->name == ref.name;
+            });
+            if (same != list.end()) {
+                *same = &ref;
+            } else {
+                list.push_back(&ref);
+            }
+        }
+        return list;
+    }
     Merger m;
     for (const Qos *base : bases) {
         for (const ElementRef *ref : of(base)) {
