@@ -301,7 +301,7 @@ private:
         const std::int32_t maxString = limit(qos, field + 1, kDefaultStringMax);
         // A list within both limits passes the module's check (which counts each name and
         // value with a terminator): only one that may not is handed to it, for its findings.
-        if (list.size() <= static_cast<std::size_t>(maxList)) {
+        if (maxList >= 0 && maxString >= 0 && list.size() <= static_cast<std::size_t>(maxList)) {
             std::size_t length = 0;
             for (const ElementRef *ref : list) {
                 length += ref->name.size() + 1 + ref->value.size() + 1;

@@ -44,6 +44,9 @@ public:
     virtual void unknownName(const UnknownName &) {}
     virtual void limitExceeded(const LimitExceeded &) {}
     virtual void changeRefused(const ChangeRefused &) {}
+    // Whether the resource-limit check goes on after the first limit exceeded: the C entry
+    // point reports the first only, as its one log entry; a report can carry each of them.
+    virtual bool wantsEveryExcess() const { return false; }
 
 protected:
     ~Findings() = default;

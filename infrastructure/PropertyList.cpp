@@ -142,6 +142,7 @@ public:
                                                          f.limit, text(f.advice)});
         });
     }
+    bool wantsEveryExcess() const noexcept override { return limits_ != nullptr; }
     void changeRefused(const propqos_internal::ChangeRefused &f) noexcept override
     {
         keep([&] {

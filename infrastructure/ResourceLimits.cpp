@@ -99,11 +99,19 @@ int checkResourceLimits(const DDS_PropertyQosPolicy *me, DDS_EntityKind_t entity
 
     // The count is tested before any property is looked at.
     const DDS_Long length = DDS_PropertySeq_get_length(&me->value);
-    if (length > property_list_max_length) {
+    const bool countExceeded = length > property_list_max_length;
+    if (countExceeded) {
         explanation.report(findings, "property_list_max_length",
                            "number of properties in the property QoS policy", length,
                            property_list_max_length);
-        return 0;
+        if (!findings.wantsEveryExcess()) {
+            return 0;
+        }
+        // The explanation's buffers hold the first limit's name now.
+        explanation = Explanation();
+        if (!explanation.prepare(entity_kind)) {
+            return 0;
+        }
     }
 
     size_t counter = 0;
@@ -131,7 +139,7 @@ int checkResourceLimits(const DDS_PropertyQosPolicy *me, DDS_EntityKind_t entity
                            stringLength, property_string_max_length);
         return 0;
     }
-    return 1;
+    return countExceeded ? 0 : 1;
 }
 
 }  // namespace propqos_internal

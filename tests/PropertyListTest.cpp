@@ -206,6 +206,10 @@ TEST_F(PropertyListTest, ReportsCarryTheFindingsWhateverTheMasks)
               "DDS_DomainParticipantQos.resource_limits.writer_property_string_max_length");
     EXPECT_TRUE(writer.violations[0].advice.empty());
     EXPECT_TRUE(five.checkLimits(EntityKind::DataReader, 5, 20).consistent);
+    // Both limits exceeded: both said, the count first.
+    const LimitReport both = five.checkLimits(EntityKind::DataReader, 4, 19);
+    ASSERT_EQ(both.violations.size(), 2u);
+    EXPECT_TRUE(both.violations[0].actual == 5 && both.violations[1].actual == 20);
 
     EXPECT_EQ(five.mutability("dds.participant.index"), Mutability::MutableUntilEnable);
     EXPECT_EQ(five.mutability("no.such.name"), Mutability::Mutable);

@@ -54,6 +54,8 @@ TEST_F(ResourceLimitsTest, ExplanationNamesTheLimitOfEachEntityKind)
     const std::string list = kField + "participant_property_list_max_length";
     expectViolation(&five, PARTICIPANT, 4, 99, {kCount, "5", list, "4", kAdvice + list});
     expectViolation(&five, READER, 4, 99, {kCount, "5", kReaderList, "4"});
+    // Both limits exceeded (5 * 4 = 20 characters): the entry names the count alone.
+    expectViolation(&five, READER, 4, 19, {kCount, "5", kReaderList, "4"});
     for (DDS_EntityKind_t kind : {WRITER, DDS_PUBLISHER_ENTITY_KIND, DDS_SUBSCRIBER_ENTITY_KIND,
                                   DDS_TOPIC_ENTITY_KIND}) {
         expectViolation(&five, kind, 4, 99, {kCount, "5", kWriterList, "4"});

@@ -263,7 +263,8 @@ public:
     /* Property names of an entity of `kind`, checked against the names the middleware and the
      * plug-ins configured by this list understand. */
     ValidationReport validate(EntityKind kind, ValidationAction action) const;
-    /* The list against the participant's limits for an entity of `kind`. */
+    /* The list against the participant's limits for an entity of `kind`: one violation for each
+     * limit exceeded (DDS_PropertyQosPolicy_is_consistentI logs the first only). */
     LimitReport checkLimits(EntityKind kind, std::int32_t maxProperties,
                             std::int32_t maxStringLength) const;
     /* The mutability of `name`, with this list consulted for the plug-ins it loads. */
