@@ -15,12 +15,13 @@ using propqos_internal::Findings;
 using propqos_internal::NameIndex;
 using propqos_internal::ScopeExit;
 
-extern "C" const char *const g_ignoreProperties[] = {
+namespace {
+
+// Name fragments whose properties are never checked; closed by "".
+const char *const g_ignoreProperties[] = {
     "openssl_engine.",
     "",
 };
-
-namespace {
 
 // The report's last argument: the participant's prefix, for writers and readers as well.
 constexpr const char *kMessageScope = "dds.participant.";

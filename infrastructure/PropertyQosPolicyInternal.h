@@ -13,15 +13,6 @@
 #include "tables/Tables.h"
 
 #ifdef __cplusplus
-extern "C" {
-#endif
-
-/* Name fragments whose properties are never checked; closed by "". */
-extern const char *const g_ignoreProperties[];
-
-#ifdef __cplusplus
-}
-
 #include <cstring>
 
 namespace propqos_internal {

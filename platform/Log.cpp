@@ -169,8 +169,12 @@ void emit(int level, int moduleId, const char *file, int line, const char *funct
         if (slot != nullptr) {
             slot->sink(&entry, slot->userData);
         } else {
-            std::fprintf(stderr, "propqos %s %s: %s\n", levelName(level),
-                         function ? function : "", message);
+            // Some templates end in a line break of their own: one is enough.
+            const std::size_t length = std::strlen(message);
+            const int shown = static_cast<int>(
+                length > 0 && message[length - 1] == '\n' ? length - 1 : length);
+            std::fprintf(stderr, "propqos %s %s: %.*s\n", levelName(level),
+                         function ? function : "", shown, message);
         }
     });
 }

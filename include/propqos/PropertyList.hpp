@@ -21,6 +21,10 @@
 #ifndef PROPQOS_PROPERTYLIST_HPP
 #define PROPQOS_PROPERTYLIST_HPP
 
+#if !defined(__cplusplus) || __cplusplus < 201703L
+#error "propqos/PropertyList.hpp needs C++17; C and older C++ include propqos/PropertyQosPolicy.h"
+#endif
+
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
