@@ -151,6 +151,13 @@ std::string hexCode(unsigned long c)
     return buffer;
 }
 
+std::string hexByte(unsigned char byte)
+{
+    char buffer[8];
+    std::snprintf(buffer, sizeof buffer, "0x%02X", byte);
+    return buffer;
+}
+
 // Where a check found a fault: an offset into the decoded text and what is wrong there.
 struct Fault {
     std::size_t offset;
@@ -158,15 +165,38 @@ struct Fault {
     bool malformed = true; // false: well-formed, but not something the tool reads
 };
 
-// The decoded text as UTF-8, from UTF-16 or ISO-8859-1; an unpaired surrogate is a fault.
+// The character a byte of a single-byte encoding stands for; 0 for none. Windows-1252 is
+// ISO-8859-1 except for 0x80 to 0x9F, where it has printable characters.
+unsigned long singleByteCode(Encoding encoding, unsigned char byte)
+{
+    static constexpr unsigned short kWindows1252[32] = {
+        0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+        0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
+        0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+        0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+    if (encoding == Encoding::Windows1252 && byte >= 0x80 && byte <= 0x9F) {
+        return kWindows1252[byte - 0x80];
+    }
+    return byte;
+}
+
+// The decoded text as UTF-8, from UTF-16, ISO-8859-1 or Windows-1252; an unpaired surrogate,
+// or a byte the encoding leaves undefined, is a fault.
 std::string decode(const std::string &bytes, Encoding encoding, std::size_t bom, Fault *&fault,
                    Fault &storage)
 {
     std::string out;
     out.reserve(bytes.size() + bytes.size() / 2);
-    if (encoding == Encoding::Latin1) {
+    if (encoding == Encoding::Latin1 || encoding == Encoding::Windows1252) {
         for (std::size_t i = bom; i < bytes.size(); ++i) {
-            appendUtf8(out, static_cast<unsigned char>(bytes[i]));
+            const auto byte = static_cast<unsigned char>(bytes[i]);
+            const unsigned long code = singleByteCode(encoding, byte);
+            if (code == 0 && byte != 0) {
+                storage = Fault{out.size(), "byte " + hexByte(byte) + " is not defined in windows-1252"};
+                fault = &storage;
+                return out;
+            }
+            appendUtf8(out, code);
         }
         return out;
     }
@@ -265,12 +295,7 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
         unsigned long code = 0;
         const std::size_t n = decodeUtf8(text, i, code);
         if (n == 0) {
-            fault = Fault{i, "invalid UTF-8 byte 0x" + [&] {
-                              char b[4];
-                              std::snprintf(b, sizeof b, "%02X",
-                                            static_cast<unsigned char>(text[i]));
-                              return std::string(b);
-                          }()};
+            fault = Fault{i, "invalid UTF-8 byte " + hexByte(static_cast<unsigned char>(text[i]))};
             return false;
         }
         if (!isXmlChar(code)) {
@@ -524,8 +549,13 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
     const std::string_view head(bytes.data(), std::min<std::size_t>(bytes.size(), 4096));
     Encoding encoding = Encoding::Utf8;
     std::size_t bom = 0;
+    bool ascii = false;
+    constexpr const char *kRead = "(UTF-8, UTF-16, ISO-8859-1 and windows-1252 are read)";
     if (startsWith(head, "\xEF\xBB\xBF")) {
         bom = 3;
+    } else if (startsWith(head, std::string_view("\xFF\xFE\0\0", 4)) ||
+               startsWith(head, std::string_view("\0\0\xFE\xFF", 4))) {
+        throw InputError(shown, 1, 1, std::string("unsupported encoding UTF-32 ") + kRead);
     } else if (startsWith(head, "\xFF\xFE")) {
         encoding = Encoding::Utf16LE, bom = 2;
     } else if (startsWith(head, "\xFE\xFF")) {
@@ -539,11 +569,18 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
         if (declared == "ISO-8859-1" || declared == "ISO_8859-1" || declared == "LATIN1" ||
             declared == "ISO8859-1" || declared == "L1") {
             encoding = Encoding::Latin1;
-        } else if (!declared.empty() && declared != "UTF-8" && declared != "UTF8" &&
-                   declared != "US-ASCII" && declared != "ASCII") {
+        } else if (declared == "WINDOWS-1252" || declared == "CP1252") {
+            encoding = Encoding::Windows1252;
+        } else if (declared.compare(0, 6, "UTF-16") == 0 || declared.compare(0, 6, "UTF-32") == 0 ||
+                   declared == "UCS-2" || declared == "UCS-4") {
             throw InputError(shown, 1, 1,
-                             "unsupported encoding \"" + declared +
-                                 "\" (UTF-8, UTF-16 and ISO-8859-1 are read)");
+                             "declares encoding \"" + declared +
+                                 "\" but is written in a single-byte encoding (a UTF-16 file "
+                                 "starts with a byte-order mark or \"<?\" in UTF-16)");
+        } else if (declared == "US-ASCII" || declared == "ASCII") {
+            ascii = true;
+        } else if (!declared.empty() && declared != "UTF-8" && declared != "UTF8") {
+            throw InputError(shown, 1, 1, "unsupported encoding \"" + declared + "\" " + kRead);
         }
     }
     source->encoding_ = encoding;
@@ -558,6 +595,13 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
     const std::string_view decoded = encoding == Encoding::Utf8
                                          ? std::string_view(bytes).substr(bom)
                                          : std::string_view(converted);
+    for (std::size_t i = 0; ascii && fault == nullptr && i < decoded.size(); ++i) {
+        if ((static_cast<unsigned char>(decoded[i]) & 0x80u) != 0) {
+            storage = Fault{i, "byte " + hexByte(static_cast<unsigned char>(decoded[i])) +
+                                   " is not ASCII, the declared encoding"};
+            fault = &storage;
+        }
+    }
 
     // The parser takes a buffer of its own allocator, and rewrites it.
     const std::size_t size = decoded.size();
@@ -708,8 +752,8 @@ std::vector<std::size_t> SourceFile::originalOffsets(const std::vector<std::size
         while (produced < d && at < bytes_.size()) {
             unsigned long code;
             std::size_t width;
-            if (encoding_ == Encoding::Latin1) {
-                code = static_cast<unsigned char>(bytes_[at]), width = 1;
+            if (encoding_ == Encoding::Latin1 || encoding_ == Encoding::Windows1252) {
+                code = singleByteCode(encoding_, static_cast<unsigned char>(bytes_[at])), width = 1;
             } else {
                 const auto unit = [&](std::size_t i) {
                     const auto a = static_cast<unsigned char>(bytes_[i]);

@@ -32,7 +32,7 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class Encoding { Utf8, Utf16LE, Utf16BE, Latin1 };
+enum class Encoding { Utf8, Utf16LE, Utf16BE, Latin1, Windows1252 };
 
 class SourceFile
 {
