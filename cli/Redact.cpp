@@ -13,7 +13,7 @@ const char *const kRedactHelp =
     "\n"
     "Prints FILE as it is, byte for byte (encoding, byte-order mark, line ends, comments,\n"
     "entities, CDATA sections, order and blanks), except the content of the <value> of every\n"
-    "confidential property (of every <element> with a confidential <name> among its names,\n"
+    "confidential property (of every element with a confidential <name> among its names,\n"
     "wherever it sits: <value> and <binary_value> lists alike), which becomes \"[redacted]\".\n"
     "A property is confidential when the middleware's saving would redact it: a name (the\n"
     "text of its <name>, comments left out, blanks around it trimmed) ending in .password,\n"
@@ -29,7 +29,7 @@ const char *const kRedactHelp =
 namespace
 {
 
-// The edits that redact one property element. It fails closed: an <element> that names a
+// The edits that redact one element's values. It fails closed: an element that names a
 // confidential property in any of its <name> children has every one of its <value> children
 // redacted, since a reader that takes the last <name> or the last <value> would see the one
 // left in clear.
@@ -69,13 +69,14 @@ int runRedact(const std::string &file)
     const std::unique_ptr<SourceFile> source = SourceFile::load(file, true);
 
     std::vector<Edit> edits;
-    // Every <element> wherever it sits, not only those of well-formed property lists: a list
-    // written without its <value> level, under <binary_value> or under a misspelt <property>
-    // still holds the secret. Document order, without recursion: nesting depth is the input's
-    // to choose.
+    // Every element with a confidential <name>, wherever it sits, not only the <element>s of
+    // well-formed property lists: a list written without its <value> level, under
+    // <binary_value> or a misspelt <property>, or in another layout of name/value pairs still
+    // holds the secret. Document order, without recursion: nesting depth is the input's to
+    // choose.
     pugi::xml_node node = source->document().document_element();
     while (node) {
-        if (node.type() == pugi::node_element && localName(node) == "element") {
+        if (node.type() == pugi::node_element) {
             redactElement(*source, node, edits);
         }
         node = nextInDocument(node, true);

@@ -689,9 +689,18 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
     const pugi::xml_node root = source->document_.document_element();
     if (localName(root) != "dds") {
         throw InputError(shown, source->lineOf(root), 0,
-                         "the root element is <" + std::string(root.name()) + ">, not <dds>");
+                         "the root element is <" + escaped(root.name()) + ">, not <dds>" +
+                             otherLayout(root));
     }
     return source;
+}
+
+std::string otherLayout(pugi::xml_node root)
+{
+    if (localName(root) == "profiles" || childNamed(root, "profiles")) {
+        return ": it is a Fast DDS profiles file (<profiles>), not DDS-XML";
+    }
+    return "";
 }
 
 std::size_t SourceFile::lineOf(std::ptrdiff_t offset) const

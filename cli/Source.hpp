@@ -90,6 +90,9 @@ private:
 std::string_view localName(pugi::xml_node node);
 // The first child element of that local name, or an empty node.
 pugi::xml_node childNamed(pugi::xml_node node, std::string_view name);
+// What a document that holds no DDS-XML QoS profile looks like instead, as a note to append to
+// a message ("" when nothing is recognised).
+std::string otherLayout(pugi::xml_node root);
 // The text of an element: its character data and CDATA sections joined, comments left out,
 // surrounding blanks trimmed. Points into the document unless the text is in several pieces,
 // in which case it is assembled in `scratch`.

@@ -403,7 +403,9 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
             f.line = source->lineOf(source->document().document_element());
             f.level = Level::Warning;
             f.code = "no-profiles";
-            f.message = "no QoS profile in this file (<qos_profile> under <dds> or <qos_library>)";
+            const std::string other = otherLayout(source->document().document_element());
+            f.message = "no QoS profile in this file" +
+                        (other.empty() ? " (<qos_profile> under <dds> or <qos_library>)" : other);
             findings.add(std::move(f));
         }
     }
