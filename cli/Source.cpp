@@ -64,9 +64,29 @@ std::string readAll(const std::string &name, struct stat &status)
     if (S_ISREG(status.st_mode) && status.st_size > 0) {
         bytes.reserve(static_cast<std::size_t>(status.st_size));
     }
+    // A pipe or a device may never end: what cannot begin an XML document (a BOM, '<' or a
+    // blank, in UTF-8 or UTF-16) stops the reading at once, and so does more than can be held.
+    const auto canStartXml = [](std::string_view head) {
+        if (head.compare(0, 2, "\xFF\xFE") == 0 || head.compare(0, 2, "\xFE\xFF") == 0 ||
+            head.compare(0, 2, std::string_view("\0<", 2)) == 0 ||
+            head.compare(0, 2, std::string_view("<\0", 2)) == 0) {
+            return true; // UTF-16
+        }
+        // Outside UTF-16 a NUL is never XML.
+        const char c = head.empty() ? '<' : head[0];
+        return (c == '<' || c == ' ' || c == '\t' || c == '\r' || c == '\n' ||
+                head.compare(0, 3, "\xEF\xBB\xBF") == 0) &&
+               head.find('\0') == std::string_view::npos;
+    };
     char chunk[1 << 16];
     for (;;) {
         const std::size_t n = std::fread(chunk, 1, sizeof chunk, file.get());
+        if (bytes.empty() && !S_ISREG(status.st_mode) && !canStartXml(std::string_view(chunk, n))) {
+            throw InputError(path, 1, 1, "does not begin as an XML document does (reading stopped)");
+        }
+        if (bytes.size() + n > UINT32_MAX) {
+            throw InputError(path, 0, 0, "too large (files of up to 4 GiB are read)");
+        }
         bytes.append(chunk, n);
         if (n < sizeof chunk) {
             if (std::ferror(file.get())) {
