@@ -229,7 +229,7 @@ private:
                             "VALIDATION_ACTION_SKIP or -1, 0, 1); checking with "
                             "VALIDATION_ACTION_EXCEPTION",
                         culprit->name),
-                keyOf("invalid-value", culprit->node.internal_object()));
+                keyOf("invalid-value", culprit->node.internal_object()), qos.profile);
         }
         return ValidationAction::Exception;
     }
@@ -260,7 +260,7 @@ private:
                 findings_.add(deferred(qos, *ref->owner, *ref->owner->profile, nameNode(*ref),
                                        Level::Warning, "confidential-propagated",
                                        Form::PropagatedSecret, ref->name),
-                              keyOf("confidential-propagated", ref));
+                              keyOf("confidential-propagated", ref), qos.profile);
             }
         }
     }
@@ -290,7 +290,7 @@ private:
                                   " (expected a number, -1 or LENGTH_UNLIMITED); checking with " +
                                   std::to_string(fallback),
                               kLimitFieldNames[field]),
-                      keyOf("invalid-value", set.node.internal_object()));
+                      keyOf("invalid-value", set.node.internal_object()), qos.profile);
         return fallback;
     }
 
@@ -324,13 +324,13 @@ private:
             f.actual = static_cast<std::int32_t>(v.actual);
             f.limit = static_cast<std::int32_t>(v.limit);
             findings_.add(std::move(f),
-                          keyOf("resource-limit", node.internal_object(), limitName, v.actual));
+                          keyOf("resource-limit", node.internal_object(), limitName, v.actual), qos.profile);
         }
         if (report.violations.empty()) {
             findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",
                                   qos.describe() + " fails the resource-limit check" +
                                       detail(report.other)),
-                          keyOf("resource-limit", node.internal_object()));
+                          keyOf("resource-limit", node.internal_object()), qos.profile);
         }
     }
 
@@ -379,7 +379,7 @@ private:
                 if (judgedIn_[ref->index] != kAnyContext && judgedIn_[ref->index] != context_) {
                     recheck.insert(ref->index);
                 } else if (judged != kKnown) {
-                    findings_.inherit(judged, qos.profile, rejects);
+                    findings_.inherit(judged, *qos.profile, rejects);
                 }
                 continue;
             }
@@ -408,7 +408,7 @@ private:
             }
             const auto known = unknownNames_.find(context + std::string(ref->name));
             if (known != unknownNames_.end() && recheck.erase(ref->index) != 0) {
-                findings_.inherit(settled_[ref->index], qos.profile, rejects);
+                findings_.inherit(settled_[ref->index], *qos.profile, rejects);
             } else if (known != unknownNames_.end() && named < kMaxUnknownNamed) {
                 UnexpectedName u;
                 u.name = std::string(ref->name);
@@ -441,7 +441,7 @@ private:
                 const auto it = byName.find(u.name);
                 const ElementRef *ref = it == byName.end() ? nullptr : it->second;
                 if (ref != nullptr && recheck.erase(ref->index) != 0) {
-                    findings_.inherit(settled_[ref->index], qos.profile, rejects);
+                    findings_.inherit(settled_[ref->index], *qos.profile, rejects);
                 } else {
                     reportUnknown(qos, ref, u, level);
                     ++named;
@@ -528,7 +528,8 @@ private:
 
 // The findings as text, or their count line alone with --quiet left out.
 std::string textReport(const FindingList &findings, const CheckOptions &options,
-                       std::size_t files, std::size_t profiles, std::size_t qos)
+                       std::size_t files, std::size_t profiles, std::size_t participants,
+                       std::size_t qos)
 {
     std::size_t errors = 0, warnings = 0, unusable = 0;
     std::string text;
@@ -558,13 +559,21 @@ std::string textReport(const FindingList &findings, const CheckOptions &options,
         text += findings.empty() ? "],\n" : "\n],\n";
         text += " \"summary\": {\"files\": " + std::to_string(files) +
                 ", \"unusable_files\": " + std::to_string(unusable) +
-                ", \"profiles\": " + std::to_string(profiles) + ", \"qos\": " +
+                ", \"profiles\": " + std::to_string(profiles) +
+                (participants == 0
+                     ? std::string()
+                     : ", \"participants\": " + std::to_string(participants)) +
+                ", \"qos\": " +
                 std::to_string(qos) + ", \"errors\": " + std::to_string(errors) +
                 ", \"warnings\": " + std::to_string(warnings) + "}}\n";
     } else if (!options.quiet) {
         text += std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
                 std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") + " in " +
-                std::to_string(profiles) + (profiles == 1 ? " profile" : " profiles") + " (" +
+                std::to_string(profiles) + (profiles == 1 ? " profile" : " profiles") +
+                (participants == 0 ? std::string()
+                                   : " and " + std::to_string(participants) +
+                                         (participants == 1 ? " participant" : " participants")) +
+                " (" +
                 std::to_string(qos) + " QoS checked" +
                 (unusable == 0 ? std::string()
                                : "; " + std::to_string(unusable) +
@@ -808,7 +817,8 @@ int runCheck(const CheckOptions &options)
             return corrections.of(f, &refusedIn);
         }));
     } else {
-        out(textReport(list, options, options.files.size(), set.profileCount(), qosChecked));
+        out(textReport(list, options, options.files.size(), set.profileCount(),
+                       set.participantCount(), qosChecked));
     }
 
     return exitStatus();

@@ -129,13 +129,13 @@ void Findings::add(Finding f)
     lastProfile_.push_back(nullptr);
 }
 
-void Findings::add(Finding f, const FindingKey &key)
+void Findings::add(Finding f, const FindingKey &key, const Profile *by)
 {
     const auto [it, added] = byKey_.emplace(key, list_.size());
     if (!added) {
-        // The profile is known here by its name only.
-        const std::size_t identity = std::hash<std::string_view>()(f.profile);
-        inherit(it->second, reinterpret_cast<const void *>(identity), f.level == Level::Error);
+        if (by != nullptr) {
+            inherit(it->second, *by, f.level == Level::Error);
+        }
         return;
     }
     add(std::move(f));
@@ -147,16 +147,26 @@ std::size_t Findings::find(const FindingKey &key) const
     return it == byKey_.end() ? SIZE_MAX : it->second;
 }
 
-void Findings::inherit(std::size_t index, const void *profile, bool error)
+void Findings::inherit(std::size_t index, const Profile &by, bool error)
 {
     Finding &f = list_[index];
-    if (error) {
-        f.level = Level::Error;
-    }
     // A profile's QoS are met one after another: counted once per profile.
-    if (lastProfile_[index] != profile) {
-        lastProfile_[index] = profile;
-        ++f.inheritedBy;
+    const bool again = lastProfile_[index] == &by;
+    if (!again) {
+        lastProfile_[index] = &by;
+        ++(by.kind == RecordKind::QosProfile ? f.inheritedBy : f.inheritedByEntities);
+    }
+    if (!error) {
+        return;
+    }
+    // Where it is written it may be a warning; a profile that inherits it with a stricter
+    // validation action makes it an error, and is named.
+    if (f.level == Level::Warning) {
+        f.level = Level::Error;
+        f.raisedBy = by.qualified;
+        f.raisers = 1;
+    } else if (!f.raisedBy.empty() && !again) {
+        ++f.raisers;
     }
 }
 
@@ -208,6 +218,10 @@ void Findings::sort()
 
 std::string Qos::describe() const
 {
+    if (endpoint) {
+        return std::string(entityLabel(entity)) + " QoS of " +
+               escaped(profile->qualified + "/" + std::string(label));
+    }
     return std::string(entityLabel(entity)) + " QoS" +
            (label.empty() ? std::string() : " " + std::string(label)) + " of " +
            escaped(profile->qualified);
@@ -248,14 +262,25 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
     }
     const SourceFile *source = file.get();
     files_.push_back(std::move(file));
-    const auto record = [&](pugi::xml_node node, std::string_view library) {
+    const auto named = [&](pugi::xml_node node) {
+        const std::string_view name = trimmed(node.attribute("name").value());
+        if (name.empty()) {
+            unnamed_.push_back({source, static_cast<std::uint32_t>(fileIndex), node});
+        }
+        return name;
+    };
+    const auto record = [&](pugi::xml_node node, std::string_view library, RecordKind kind) {
+        const std::string_view name = named(node);
+        if (name.empty()) {
+            return;
+        }
         Profile profile;
         profile.file = source;
         profile.fileIndex = static_cast<std::uint32_t>(fileIndex);
         profile.index = static_cast<std::uint32_t>(profiles_.size());
         profile.node = node;
         profile.library = library;
-        const std::string_view name = node.attribute("name").value();
+        profile.kind = kind;
         profile.qualified = library.empty() ? std::string(name)
                                             : std::string(library) + "::" + std::string(name);
         const std::string_view base = trimmed(node.attribute("base_name").value());
@@ -264,7 +289,8 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         }
         // Composition: <base_name><element>Lib::A</element>...</base_name>, applied in order.
         std::string scratch;
-        if (const pugi::xml_node list = childNamed(node, "base_name")) {
+        if (const pugi::xml_node list = kind == RecordKind::QosProfile ? childNamed(node, "base_name")
+                                                                 : pugi::xml_node()) {
             for (pugi::xml_node e = list.first_child(); e; e = e.next_sibling()) {
                 if (e.type() == pugi::node_element && localName(e) == "element") {
                     std::string_view text = textOf(e, scratch);
@@ -287,40 +313,67 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         }
         const std::string_view tag = localName(child);
         if (tag == "qos_profile") {
-            record(child, "");
-        } else if (tag == "qos_library") {
-            const std::string_view library = child.attribute("name").value();
-            for (pugi::xml_node node = child.first_child(); node; node = node.next_sibling()) {
-                if (node.type() == pugi::node_element && localName(node) == "qos_profile") {
-                    record(node, library);
-                }
+            record(child, "", RecordKind::QosProfile);
+            continue;
+        }
+        // A library's members, named "Library::Member".
+        const RecordKind kind = tag == "qos_library" ? RecordKind::QosProfile : RecordKind::Participant;
+        const char *member = kind == RecordKind::QosProfile ? "qos_profile" : "domain_participant";
+        if (tag != "qos_library" && tag != "domain_participant_library") {
+            continue;
+        }
+        const std::string_view library = named(child);
+        if (library.empty()) {
+            continue;
+        }
+        for (pugi::xml_node node = child.first_child(); node; node = node.next_sibling()) {
+            if (node.type() == pugi::node_element && localName(node) == member) {
+                record(node, library, kind);
             }
         }
     }
     return true;
 }
 
+const Profile *ProfileSet::find(std::string_view qualified, RecordKind kind) const
+{
+    const auto &names = byName_[static_cast<int>(kind)];
+    const auto it = names.find(withoutRootScope(qualified));
+    return it == names.end() ? nullptr : &profiles_[it->second];
+}
+
 const Profile *ProfileSet::find(std::string_view qualified) const
 {
-    const auto it = byName_.find(withoutRootScope(qualified));
-    return it == byName_.end() ? nullptr : &profiles_[it->second];
+    const Profile *p = find(qualified, RecordKind::QosProfile);
+    return p != nullptr ? p : find(qualified, RecordKind::Participant);
 }
 
 std::size_t ProfileSet::profileCount() const
 {
-    return static_cast<std::size_t>(std::count_if(
-        profiles_.begin(), profiles_.end(), [](const Profile &p) { return !p.duplicate; }));
+    return byName_[static_cast<int>(RecordKind::QosProfile)].size();
 }
 
-const Profile *ProfileSet::resolveName(std::string_view name, const Profile &from) const
+std::size_t ProfileSet::participantCount() const
 {
+    return byName_[static_cast<int>(RecordKind::Participant)].size();
+}
+
+const Profile *ProfileSet::resolveName(std::string_view name, const Profile &from,
+                                       RecordKind kind) const
+{
+    // "::A" is A at the root of the files, outside every library; a bare "A" is first looked
+    // for in the library of the one naming it (of the same kind: a participant's QoS names
+    // profiles by their full names).
+    const bool absolute = name.substr(0, 2) == "::";
     name = withoutRootScope(name);
-    if (name.find("::") == std::string_view::npos && !from.library.empty()) {
-        if (const Profile *p = find(std::string(from.library) + "::" + std::string(name))) {
+    if (!absolute && name.find("::") == std::string_view::npos && !from.library.empty() &&
+        from.kind == kind) {
+        if (const Profile *p =
+                find(std::string(from.library) + "::" + std::string(name), kind)) {
             return p;
         }
     }
-    return find(name);
+    return find(name, kind);
 }
 
 namespace
@@ -486,29 +539,125 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
     });
 }
 
+Qos &ProfileSet::newQos(Profile &p, Entity e)
+{
+    qos_.emplace_back();
+    qos_.back().profile = &p;
+    qos_.back().entity = e;
+    return qos_.back();
+}
+
+// The QoS written in a participant's publishers' writers and subscribers' readers, each named
+// by its place: "Publisher/Writer".
+void ProfileSet::readEndpoints(Profile &participant, Findings &findings,
+                               std::vector<std::pair<Qos *, std::string>> &qosBases)
+{
+    const auto nameOf = [&](pugi::xml_node node) {
+        const std::string_view name = trimmed(node.attribute("name").value());
+        if (name.empty()) {
+            findings.add(findingAt(participant, node, Level::Error, "malformed-element",
+                                   "<" + std::string(localName(node)) + "> of participant " +
+                                       quoted(participant.qualified) +
+                                       " without a name: what it holds is not checked"));
+        }
+        return name;
+    };
+    for (pugi::xml_node group = participant.node.first_child(); group;
+         group = group.next_sibling()) {
+        const std::string_view groupTag =
+            group.type() == pugi::node_element ? localName(group) : std::string_view();
+        if (groupTag != "publisher" && groupTag != "subscriber") {
+            continue;
+        }
+        const std::string_view groupName = nameOf(group);
+        if (groupName.empty()) {
+            continue;
+        }
+        for (pugi::xml_node endpoint = group.first_child(); endpoint;
+             endpoint = endpoint.next_sibling()) {
+            const std::string_view tag =
+                endpoint.type() == pugi::node_element ? localName(endpoint) : std::string_view();
+            const Entity entity = tag == "data_writer" ? Entity::DataWriter : Entity::DataReader;
+            if (tag != "data_writer" && tag != "data_reader") {
+                continue;
+            }
+            const std::string_view endpointName = nameOf(endpoint);
+            if (endpointName.empty()) {
+                continue;
+            }
+            pugi::xml_node first;
+            for (pugi::xml_node child = endpoint.first_child(); child;
+                 child = child.next_sibling()) {
+                if (child.type() != pugi::node_element || qosEntity(localName(child)) != entity) {
+                    continue;
+                }
+                std::string place = std::string(groupName) + "/" + std::string(endpointName);
+                if (first) {
+                    findings.add(findingAt(
+                        participant, child, Level::Error, "duplicate-qos",
+                        "a second " + std::string(entityLabel(entity)) + " QoS in " +
+                            escaped(participant.qualified + "/" + place) + " (first at line " +
+                            std::to_string(participant.file->lineOf(first)) +
+                            "); which one applies is unclear (both are checked)"));
+                    place += " at line " + std::to_string(participant.file->lineOf(child));
+                } else {
+                    first = child;
+                }
+                Qos &qos = newQos(participant, entity);
+                qos.endpoint = true;
+                qos.node = child;
+                texts_.push_back(std::move(place));
+                qos.label = texts_.back();
+                const std::string base(trimmed(child.attribute("base_name").value()));
+                if (!base.empty()) {
+                    qosBases.emplace_back(&qos, base);
+                }
+            }
+        }
+    }
+}
+
 void ProfileSet::resolve(Findings &findings)
 {
-    byName_.clear();
+    for (const Unnamed &u : unnamed_) {
+        Finding f;
+        f.file = u.file;
+        f.path = u.file->path();
+        f.fileIndex = u.fileIndex;
+        f.line = static_cast<std::uint32_t>(u.file->lineOf(u.node));
+        f.offset = u.node.offset_debug();
+        f.code = "malformed-element";
+        f.message = "<" + std::string(localName(u.node)) +
+                    "> without a name: nothing can refer to it, and what it holds is not checked";
+        findings.add(std::move(f));
+    }
+    std::vector<Unnamed>().swap(unnamed_);
+    for (auto &names : byName_) {
+        names.clear();
+    }
     for (std::size_t i = 0; i < profiles_.size(); ++i) {
         Profile &p = profiles_[i];
-        const auto [it, inserted] = byName_.emplace(p.qualified, i);
+        const auto [it, inserted] = byName_[static_cast<int>(p.kind)].emplace(p.qualified, i);
         if (!inserted) {
             p.duplicate = true;
             const Profile &first = profiles_[it->second];
             findings.add(findingAt(p, p.node, Level::Error, "duplicate-profile",
-                            "profile " + quoted(p.qualified) + " is defined again (first at " +
+                            p.noun() + (" " + quoted(p.qualified)) + " is defined again (first at " +
                                 escaped(first.file->where(first.node)) +
                                 "); this definition is ignored"));
         }
     }
 
     // Bases by name. A missing one is said once, at its first mention.
-    const auto isExternal = [&](std::string_view name, const Profile &from) {
+    const auto isExternal = [&](std::string_view name, const Profile &from, RecordKind kind) {
+        const bool absolute = name.substr(0, 2) == "::";
         name = withoutRootScope(name);
         const std::string full = std::string(name);
-        const std::string scoped = from.library.empty() || name.find("::") != std::string::npos
-                                       ? full
-                                       : std::string(from.library) + "::" + full;
+        const std::string scoped =
+            absolute || from.kind != kind || from.library.empty() ||
+                    name.find("::") != std::string::npos
+                ? full
+                : std::string(from.library) + "::" + full;
         for (const std::string &pattern : external_) {
             if (fnmatch(pattern.c_str(), full.c_str(), 0) == 0 ||
                 fnmatch(pattern.c_str(), scoped.c_str(), 0) == 0) {
@@ -517,43 +666,54 @@ void ProfileSet::resolve(Findings &findings)
         }
         return false;
     };
-    std::unordered_set<std::string_view> libraries;
+    std::array<std::unordered_set<std::string_view>, 2> libraries;
     for (const Profile &p : profiles_) {
-        libraries.insert(p.library);
+        libraries[static_cast<int>(p.kind)].insert(p.library);
     }
-    const auto lookUp = [&](std::string_view name, pugi::xml_node node,
-                            const Profile &from) -> const Profile * {
-        if (const Profile *base = resolveName(name, from)) {
+    // `entity`: the QoS whose base_name it is, when it is not the profile's.
+    const auto lookUp = [&](std::string_view name, pugi::xml_node node, const Profile &from,
+                            RecordKind kind, const Qos *qos = nullptr) -> const Profile * {
+        if (const Profile *base = resolveName(name, from, kind)) {
             return base;
         }
-        if (isExternal(name, from)) {
+        if (isExternal(name, from, kind)) {
             return nullptr;
         }
         // A base in a library none of the files holds is most likely one the middleware ships;
         // a missing profile of a library that is here is a mistake.
+        const bool absolute = name.substr(0, 2) == "::";
         const std::string_view bare = withoutRootScope(name);
         const std::size_t scope = bare.rfind("::");
         const std::string library =
-            std::string(scope == std::string_view::npos ? from.library : bare.substr(0, scope));
-        const bool libraryHere = libraries.count(library) != 0;
+            scope != std::string_view::npos ? std::string(bare.substr(0, scope))
+            : absolute || from.kind != kind ? std::string()
+                                            : std::string(from.library);
+        const bool libraryHere = libraries[static_cast<int>(kind)].count(library) != 0;
         const char *code = libraryHere ? "missing-base" : "unknown-base";
-        const FindingKey key{code, nullptr, findings.intern(bare)};
+        static const char participantBases = 0;
+        const FindingKey key{code, kind == RecordKind::Participant ? &participantBases : nullptr,
+                             findings.intern(bare)};
         const std::size_t index = findings.find(key);
         if (index != SIZE_MAX) {
-            findings.inherit(index, &from, libraryHere);
+            findings.inherit(index, from, libraryHere);
             return nullptr;
         }
+        const std::string what = std::string("base ") +
+                                 (kind == RecordKind::QosProfile ? "profile " : "participant ") +
+                                 quoted(name) + " of " +
+                                 (qos != nullptr ? qos->describe() : quoted(from.qualified));
         Finding f =
             libraryHere
                 ? findingAt(from, node, Level::Error, code,
-                     "base profile " + quoted(name) + " of " + quoted(from.qualified) +
-                         " is not defined" +
+                     what + " is not defined" +
                          (library.empty() ? std::string() : " in library " + quoted(library)))
                 : findingAt(from, node, Level::Warning, code,
-                     "base profile " + quoted(name) + " of " + quoted(from.qualified) +
-                         " is not in the files given; what it sets is not checked (declare it "
+                     what + " is not in the files given; what it sets is not checked (declare it "
                          "with --external-base)");
         f.property = findings.intern(name);
+        if (qos != nullptr) {
+            f.entity = entityLabel(qos->entity);
+        }
         findings.add(std::move(f), key);
         return nullptr;
     };
@@ -562,7 +722,7 @@ void ProfileSet::resolve(Findings &findings)
         if (p.duplicate) {
             continue;
         }
-        const Profile *base = lookUp(named.name, named.node, p);
+        const Profile *base = lookUp(named.name, named.node, p, p.kind);
         // A base named twice applies once, at its first place.
         if (base != nullptr && std::find(p.bases.begin(), p.bases.end(), base) == p.bases.end()) {
             p.bases.push_back(base);
@@ -631,7 +791,13 @@ void ProfileSet::resolve(Findings &findings)
     // The QoS of every profile: the first of each entity without a topic filter is the
     // profile's default one (also when the profile writes none and only inherits it).
     // A profile has a default QoS of an entity when it writes one or one of its bases has one;
-    // bases come first in this walk.
+    // bases come first in this walk. A participant has its own QoS only; its writers' and
+    // readers' are endpoints, read below.
+    const auto ownQos = [](const Profile &p, pugi::xml_node child) -> std::optional<Entity> {
+        const std::optional<Entity> e =
+            child.type() == pugi::node_element ? qosEntity(localName(child)) : std::nullopt;
+        return p.kind == RecordKind::Participant && e != Entity::Participant ? std::nullopt : e;
+    };
     std::unordered_map<const Profile *, std::array<bool, 3>> has;
     for (Profile &start : profiles_) {
         if (start.duplicate || has.count(&start) != 0) {
@@ -650,9 +816,7 @@ void ProfileSet::resolve(Findings &findings)
             }
             std::array<bool, 3> mine{};
             for (pugi::xml_node child = p->node.first_child(); child; child = child.next_sibling()) {
-                if (const std::optional<Entity> e =
-                        child.type() == pugi::node_element ? qosEntity(localName(child))
-                                                           : std::nullopt) {
+                if (const std::optional<Entity> e = ownQos(*p, child)) {
                     mine[static_cast<int>(*e)] = true;
                 }
             }
@@ -673,32 +837,57 @@ void ProfileSet::resolve(Findings &findings)
         }
         for (Entity e : kEntities) {
             if (has[&p][static_cast<int>(e)]) {
-                qos_.emplace_back();
-                qos_.back().profile = &p;
-                qos_.back().entity = e;
-                p.slot[static_cast<int>(e)] = &qos_.back();
+                p.slot[static_cast<int>(e)] = &newQos(p, e);
             }
         }
+        // A profile has one participant QoS; writer and reader QoS are told apart by name.
+        pugi::xml_node firstParticipant;
+        std::unordered_map<std::string_view, pugi::xml_node> names;
         for (pugi::xml_node child = p.node.first_child(); child; child = child.next_sibling()) {
-            if (child.type() != pugi::node_element) {
-                continue;
-            }
-            const std::optional<Entity> e = qosEntity(localName(child));
+            const std::optional<Entity> e = ownQos(p, child);
             if (!e) {
                 continue; // topic, publisher and subscriber QoS carry no property list
             }
             const char *name = child.attribute("name").value();
             const char *filter = child.attribute("topic_filter").value();
+            pugi::xml_node *first = nullptr;
+            if (*e == Entity::Participant) {
+                first = &firstParticipant;
+            } else if (*name != '\0') {
+                first = &names.try_emplace(name).first->second;
+            }
+            if (first != nullptr && *first) {
+                findings.add(findingAt(p, child, Level::Error, "duplicate-qos",
+                                       "a second " + std::string(entityLabel(*e)) + " QoS" +
+                                           (*e == Entity::Participant ? std::string()
+                                                                      : " named " + quoted(name)) +
+                                           " in " + p.noun() + " " + quoted(p.qualified) +
+                                           " (first at line " +
+                                           std::to_string(p.file->lineOf(*first)) +
+                                           "); which one applies is unclear (both are checked)"));
+            } else if (first != nullptr) {
+                *first = child;
+            }
             Qos *qos = p.slot[static_cast<int>(*e)];
             if (qos->node || *filter != '\0') {
-                qos_.emplace_back();
-                qos = &qos_.back();
-                qos->profile = &p;
-                qos->entity = *e;
-                texts_.push_back(*name != '\0'     ? quoted(name)
-                                 : *filter != '\0' ? "for topics " + quoted(filter)
-                                                   : "at line " +
-                                                         std::to_string(p.file->lineOf(child)));
+                qos = &newQos(p, *e);
+            }
+            // A writer or reader QoS by its name and its topic filter, those it has; one
+            // with neither that is not the default one (or a second participant QoS) by its
+            // line.
+            const bool isDefault = qos == p.slot[static_cast<int>(*e)];
+            std::string label;
+            if (*e != Entity::Participant || !isDefault) {
+                label = *name != '\0' ? quoted(name) : std::string();
+                if (*filter != '\0') {
+                    label += (label.empty() ? "" : " ") + ("for topics " + quoted(filter));
+                }
+                if (label.empty() && !isDefault) {
+                    label = "at line " + std::to_string(p.file->lineOf(child));
+                }
+            }
+            if (!label.empty()) {
+                texts_.push_back(std::move(label));
                 qos->label = texts_.back();
             }
             qos->node = child;
@@ -707,17 +896,22 @@ void ProfileSet::resolve(Findings &findings)
                 qosBases.emplace_back(qos, base);
             }
         }
+        if (p.kind == RecordKind::Participant) {
+            readEndpoints(p, findings, qosBases);
+        }
     }
     std::unordered_set<const Qos *> ownBase;
     for (const auto &[qos, name] : qosBases) {
         ownBase.insert(qos);
-        const Profile *base = lookUp(name, qos->node, *qos->profile);
+        const Profile *base =
+            lookUp(name, qos->node, *qos->profile, RecordKind::QosProfile, qos);
         if (base != nullptr && base->slot[static_cast<int>(qos->entity)] != nullptr) {
             qos->bases.push_back(base->slot[static_cast<int>(qos->entity)]);
         }
     }
     for (Qos &qos : qos_) {
-        if (ownBase.count(&qos) == 0) {
+        // An endpoint's QoS has no base but its own base_name.
+        if (ownBase.count(&qos) == 0 && !qos.endpoint) {
             for (const Profile *base : qos.profile->bases) {
                 if (Qos *slot = base->slot[static_cast<int>(qos.entity)]) {
                     qos.bases.push_back(slot);

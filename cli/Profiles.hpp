@@ -84,6 +84,7 @@ private:
 };
 
 struct Qos;
+struct Profile;
 
 // How a finding's message is made: held as written, or made from the finding's fields when it is
 // printed (on a large input the findings of these kinds are many; their messages are not held).
@@ -111,6 +112,9 @@ struct Finding {
     std::uint32_t line = 0;
     std::uint32_t column = 0;
     std::uint32_t inheritedBy = 0; // further profiles in which the same finding holds
+    std::uint32_t inheritedByEntities = 0; // participants defined in a file that inherit it
+    TextRef raisedBy;            // the first inheritor that makes a warning an error
+    std::uint32_t raisers = 0;   // how many inheritors make it an error
     std::uint32_t fileIndex = UINT32_MAX; // order of the file among those given
     std::int32_t actual = 0, limit = 0;   // Form::ResourceLimit
     Level level = Level::Error;
@@ -145,9 +149,11 @@ class Findings
 {
 public:
     void add(Finding f);
-    void add(Finding f, const FindingKey &key);
-    // Another profile in which the finding `index` holds; `error` raises it to an error.
-    void inherit(std::size_t index, const void *profile, bool error);
+    // Said once under `key`; added again, `by` (when given) counts towards the first.
+    void add(Finding f, const FindingKey &key, const Profile *by = nullptr);
+    // Another profile (or participant) in which the finding `index` holds; `error` raises it
+    // to an error, and the first profile that does so is named.
+    void inherit(std::size_t index, const Profile &by, bool error);
     FindingList &list() { return list_; }
     const FindingList &list() const { return list_; }
     // Index of the finding added under `key`, or SIZE_MAX.
@@ -161,13 +167,11 @@ public:
 
 private:
     FindingList list_;
-    std::vector<const void *> lastProfile_;
+    std::vector<const Profile *> lastProfile_;
     std::unordered_map<FindingKey, std::size_t, FindingKeyHash> byKey_;
     std::deque<std::string> kept_;
     std::unordered_set<std::string> interned_;
 };
-
-struct Profile;
 
 // One <element> of a property list, as written in a file. Name and value are the element's text
 // (comments left out, trimmed); they point into the document or into the set's own storage.
@@ -283,9 +287,17 @@ struct Qos {
     std::uint32_t dependents = 0;         // QoS that have this one as a base
     Entity entity = Entity::Participant;
     bool exists = false;                  // written here or in a base
-    // "participant QoS of Lib::Profile", with the label when there is one.
+    bool endpoint = false;                // of a writer or reader of a participant: the label
+                                          // is its place, "Publisher/Writer"
+    // "participant QoS of Lib::Profile", with the label when there is one;
+    // "datawriter QoS of Lib::Participant/Publisher/Writer" for an endpoint's.
     std::string describe() const;
 };
+
+// What a record of the set stands for: a <qos_profile>, or a <domain_participant> of a
+// <domain_participant_library> with the QoS written inside it (its own, and those of the
+// writers and readers of its publishers and subscribers).
+enum class RecordKind : std::uint8_t { QosProfile = 0, Participant = 1 };
 
 struct Profile {
     const SourceFile *file = nullptr;
@@ -297,6 +309,8 @@ struct Profile {
     std::uint32_t fileIndex = 0;
     std::uint32_t index = 0;     // among the set's profiles
     bool duplicate = false;      // a later definition of a name already defined
+    RecordKind kind = RecordKind::QosProfile;
+    const char *noun() const { return kind == RecordKind::QosProfile ? "profile" : "participant"; }
 };
 
 // A finding at `node` of profile `p`'s file, filed under `p`.
@@ -317,8 +331,12 @@ public:
 
     const std::vector<std::unique_ptr<SourceFile>> &files() const { return files_; }
     const std::deque<Profile> &profiles() const { return profiles_; }
+    // A profile, else a participant, of that qualified name ("::" in front: the same).
     const Profile *find(std::string_view qualified) const;
+    const Profile *find(std::string_view qualified, RecordKind kind) const;
+    // Profiles (not participants) defined, each name once.
     std::size_t profileCount() const;
+    std::size_t participantCount() const;
     std::size_t elementCount() const { return elements_; }
 
     // The elements in force for each existing QoS of entity `e`, bases before the QoS that
@@ -336,15 +354,27 @@ public:
     const std::vector<Qos *> &order(Entity e) const { return order_[static_cast<int>(e)]; }
 
 private:
-    const Profile *resolveName(std::string_view name, const Profile &from) const;
+    // The record of kind `kind` that a base_name written in `from` names.
+    const Profile *resolveName(std::string_view name, const Profile &from, RecordKind kind) const;
     void readElements(Qos &qos, Findings &findings);
+    void readEndpoints(Profile &participant, Findings &findings,
+                       std::vector<std::pair<Qos *, std::string>> &qosBases);
+    Qos &newQos(Profile &p, Entity e);
 
     std::vector<std::unique_ptr<SourceFile>> files_;
     std::deque<Profile> profiles_;
     std::deque<Qos> qos_;
     std::deque<std::string> texts_; // element texts assembled from several pieces
     std::vector<ElementRef> elementPool_; // every QoS's own elements, one run per QoS
-    std::unordered_map<std::string_view, std::size_t> byName_; // views of Profile::qualified
+    // By kind, views of Profile::qualified.
+    std::array<std::unordered_map<std::string_view, std::size_t>, 2> byName_;
+    // Libraries, profiles and participants without a name: reported, not used.
+    struct Unnamed {
+        const SourceFile *file;
+        std::uint32_t fileIndex;
+        pugi::xml_node node;
+    };
+    std::vector<Unnamed> unnamed_;
     // The bases each profile names, as written, in order; needed only until resolved.
     struct BaseName {
         std::uint32_t profile;

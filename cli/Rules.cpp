@@ -23,8 +23,14 @@ const std::vector<Rule> &rules()
          "would receive its value."},
         {"duplicate-property", Level::Warning, "Property name given twice in one QoS",
          "The same name appears twice in one QoS of one profile; only the later value is used."},
-        {"malformed-element", Level::Error, "Property element without a name or value",
-         "An <element> of a <property> list lacks its <name> or <value> and is not a property."},
+        {"malformed-element", Level::Error, "Element without its name or value",
+         "An <element> of a <property> list lacks its <name> or <value> and is not a property; "
+         "or a library, profile, participant, publisher, subscriber, writer or reader has no "
+         "name, so that nothing can refer to it (what it holds is not checked)."},
+        {"duplicate-qos", Level::Error, "QoS given twice in one profile",
+         "A profile or participant holds two participant QoS, two writer or reader QoS of the "
+         "same name, or a writer or reader two QoS: which one applies is unclear. Both are "
+         "checked."},
         {"missing-base", Level::Error, "Base profile missing from its library",
          "A base_name names a profile of a library that the files given hold, but that library "
          "has no such profile (or, for a bare name, no profile of that name is defined): most "
@@ -37,7 +43,8 @@ const std::vector<Rule> &rules()
         {"inheritance-cycle", Level::Error, "Profiles inherit from each other in a cycle",
          "Following base_name from a profile comes back to it."},
         {"duplicate-profile", Level::Error, "Profile defined twice",
-         "Two qos_profile elements have the same library and name; the later is ignored."},
+         "Two qos_profile (or domain_participant) elements have the same library and name; the "
+         "later is ignored."},
         {"unusable-file", Level::Error, "File cannot be read as a DDS-XML document",
          "The file cannot be opened, is not well-formed XML (characters XML forbids included), "
          "is in an encoding other than UTF-8, UTF-16 or ISO-8859-1, or its root is not <dds>. "

@@ -413,6 +413,31 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
     return set;
 }
 
+// " (inherited by 2 more profiles and 1 participant; ...)", or nothing.
+std::string inheritance(const Finding &f)
+{
+    if (f.inheritedBy == 0 && f.inheritedByEntities == 0) {
+        return std::string();
+    }
+    std::string text = " (inherited by ";
+    if (f.inheritedBy > 0) {
+        text += std::to_string(f.inheritedBy) +
+                (f.inheritedBy == 1 ? " more profile" : " more profiles");
+    }
+    if (f.inheritedByEntities > 0) {
+        text += (f.inheritedBy > 0 ? " and " : "") + std::to_string(f.inheritedByEntities) +
+                (f.inheritedByEntities == 1 ? " participant" : " participants");
+    }
+    // Its level is that of the strictest place that has it: say where it is an error.
+    if (!f.raisedBy.empty()) {
+        text += "; a warning in " + escaped(f.profile) + ", an error in " + escaped(f.raisedBy);
+        if (f.raisers > 1) {
+            text += " and " + std::to_string(f.raisers - 1) + " more";
+        }
+    }
+    return text + ")";
+}
+
 std::string formatFinding(const Finding &f)
 {
     std::string text = f.path.empty() ? std::string("propqos") : escaped(f.path);
@@ -424,10 +449,7 @@ std::string formatFinding(const Finding &f)
     }
     text += f.level == Level::Error ? ": error: " : ": warning: ";
     text += f.text();
-    if (f.inheritedBy > 0) {
-        text += " (inherited by " + std::to_string(f.inheritedBy) +
-                (f.inheritedBy == 1 ? " more profile)" : " more profiles)");
-    }
+    text += inheritance(f);
     if (!f.code.empty()) {
         text += " [" + std::string(f.code) + "]";
     }
@@ -456,6 +478,12 @@ std::string findingJson(const Finding &f)
     }
     if (f.inheritedBy > 0) {
         text += ", \"inherited_by\": " + std::to_string(f.inheritedBy);
+    }
+    if (f.inheritedByEntities > 0) {
+        text += ", \"inherited_by_participants\": " + std::to_string(f.inheritedByEntities);
+    }
+    if (!f.raisedBy.empty()) {
+        text += ", \"error_in\": " + jsonString(f.raisedBy);
     }
     text += '}';
     return text;
