@@ -1,4 +1,5 @@
 // propqos diff: would an entity configured by OLD accept the property lists of NEW?
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <unordered_map>
@@ -75,6 +76,7 @@ void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList 
         f.entity = entityLabel(qos.entity);
         f.property = texts.keep(std::move(property));
         f.offset = node.offset_debug();
+        f.fileIndex = 1; // NEW
         c.refused.push_back(std::move(f));
     };
     PropertyList candidate(newList);
@@ -117,39 +119,61 @@ void checkChange(Comparison &c, const PropertyList &oldList, const PropertyList 
     }
 }
 
+// What tells a QoS of OLD and NEW to be the same: its place and, for one that is not its
+// profile's default one, its label.
+std::string keyOf(const Qos &qos)
+{
+    const bool isDefault = qos.profile->slot[static_cast<int>(qos.entity)] == &qos;
+    return std::string(qos.profile->noun()) + '\n' + qos.profile->qualified + '\n' +
+           entityLabel(qos.entity) + '\n' + (isDefault ? std::string() : std::string(qos.label));
+}
+
 // Profiles and QoS of OLD that NEW no longer has: removed, or renamed.
 void reportRemoved(const ProfileSet &before, const ProfileSet &after, const std::string &newFile,
                    Findings &problems)
 {
-    for (const Profile &profile : before.profiles()) {
-        if (profile.duplicate) {
-            continue;
-        }
-        const Profile *now = after.find(profile.qualified);
+    const auto removed = [&](const Profile &profile, pugi::xml_node node, const char *code,
+                             std::string message) {
         Finding f;
         f.file = profile.file;
         f.path = profile.file->path();
-        f.line = profile.file->lineOf(profile.node);
-        f.offset = profile.node.offset_debug();
+        f.fileIndex = 0; // OLD
+        f.line = profile.file->lineOf(node);
+        f.offset = node.offset_debug();
         f.level = Level::Warning;
-        f.code = "removed-profile";
+        f.code = code;
         f.profile = profile.qualified;
-        if (now == nullptr) {
-            f.message = "profile " + cli::quoted(profile.qualified) + " is not in " +
-                         escaped(newFile) + " (removed or renamed)";
-            problems.add(std::move(f));
-            continue;
+        f.message = std::move(message);
+        return f;
+    };
+    for (const Profile &profile : before.profiles()) {
+        if (!profile.duplicate && after.find(profile.qualified, profile.kind) == nullptr) {
+            problems.add(removed(profile, profile.node, "removed-profile",
+                                 profile.noun() + (" " + cli::quoted(profile.qualified)) +
+                                     " is not in " + escaped(newFile) + " (removed or renamed)"));
         }
-        for (Entity e : kEntities) {
-            const Qos *was = profile.slot[static_cast<int>(e)];
-            const Qos *is = now->slot[static_cast<int>(e)];
-            if (was != nullptr && was->exists && (is == nullptr || !is->exists)) {
-                Finding g = f;
-                g.code = "removed-qos";
-                g.entity = entityLabel(e);
-                g.message = was->describe() + " is not in " + escaped(newFile);
-                problems.add(std::move(g));
+    }
+    std::unordered_set<std::string> now;
+    for (Entity e : kEntities) {
+        for (const Qos *qos : after.order(e)) {
+            if (qos->exists && !qos->profile->duplicate) {
+                now.insert(keyOf(*qos));
             }
+        }
+    }
+    for (Entity e : kEntities) {
+        for (const Qos *was : before.order(e)) {
+            const Profile &profile = *was->profile;
+            if (!was->exists || profile.duplicate ||
+                after.find(profile.qualified, profile.kind) == nullptr ||
+                now.count(keyOf(*was)) != 0) {
+                continue;
+            }
+            // At the QoS as written; one the profile only inherits, at the profile.
+            Finding f = removed(profile, was->node ? was->node : profile.node, "removed-qos",
+                                was->describe() + " is not in " + escaped(newFile));
+            f.entity = entityLabel(e);
+            problems.add(std::move(f));
         }
     }
 }
@@ -188,6 +212,7 @@ void warnUnknownChanges(const Qos &qos, const PropertyList &newList,
         f.offset = ref->node.offset_debug();
         f.level = Level::Warning;
         f.code = "unknown-change";
+        f.fileIndex = 1; // NEW
         f.message = "changing " + cli::quoted(ref->name) + " in " + qos.describe() +
                     ": the name is unknown to the middleware, so whether an existing entity "
                     "accepts the change cannot be told";
@@ -198,22 +223,27 @@ void warnUnknownChanges(const Qos &qos, const PropertyList &newList,
     }
 }
 
-std::string keyOf(const Qos &qos)
-{
-    return qos.profile->qualified + '\n' + entityLabel(qos.entity) + '\n' + std::string(qos.label);
-}
-
 } // namespace
 
 int runDiff(const DiffOptions &options)
 {
-    Findings problems;
     bool unusable = false;
+    // Each file's findings apart: a fault met in both is two findings, not one inherited.
+    Findings problems, newProblems;
     const ProfileSet before =
         loadProfiles({options.oldFile}, problems, options.externalBases, &unusable);
-    const ProfileSet after =
-        loadProfiles({options.newFile}, problems, options.externalBases, &unusable);
-    reportRemoved(before, after, options.newFile, problems);
+    // Standard input is read once: given as both, it is compared with itself.
+    const bool same = options.oldFile == "-" && options.newFile == "-";
+    const ProfileSet afterSet =
+        same ? ProfileSet()
+             : loadProfiles({options.newFile}, newProblems, options.externalBases, &unusable);
+    const ProfileSet &after = same ? before : afterSet;
+    for (Finding &f : newProblems.list()) {
+        f.fileIndex = 1; // NEW
+        problems.add(std::move(f));
+    }
+    const std::string newName = options.newFile == "-" ? "<stdin>" : options.newFile;
+    reportRemoved(before, after, newName, problems);
 
     // The old lists by QoS, then each new QoS against its old one.
     std::unordered_map<std::string, std::vector<const ElementRef *>> old;
@@ -269,33 +299,39 @@ int runDiff(const DiffOptions &options)
         broken = broken || f.level == Level::Error;
     }
 
+    // Every finding in the order of the files (OLD, then NEW) and of their lines.
+    FindingList all = problems.list();
+    for (const Comparison &c : comparisons) {
+        all.insert(all.end(), c.refused.begin(), c.refused.end());
+    }
+    const auto before_ = [](std::uint32_t fileA, std::ptrdiff_t atA, std::uint32_t fileB,
+                            std::ptrdiff_t atB) { return fileA != fileB ? fileA < fileB : atA < atB; };
+    std::stable_sort(all.begin(), all.end(), [&](const Finding &a, const Finding &b) {
+        return before_(a.fileIndex, a.offset, b.fileIndex, b.offset);
+    });
     std::string text;
     if (options.format == "sarif") {
-        FindingList all = problems.list();
-        for (const Comparison &c : comparisons) {
-            all.insert(all.end(), c.refused.begin(), c.refused.end());
-        }
         text = sarifLog(all, [](const Finding &) { return std::optional<Edit>(); });
     } else if (options.format == "json") {
         Json list = Json::array(), findings = Json::array();
-        for (const Finding &f : problems.list()) {
+        for (const Finding &f : all) {
             findings.push_back(findingObject(f));
         }
         for (const Comparison &c : comparisons) {
             const Profile &profile = *c.qos->profile;
-            list.push_back({{"profile", profile.qualified},
-                            {"entity", entityLabel(c.qos->entity)},
-                            {"qos", c.qos->label},
-                            {"file", profile.file->path()},
-                            {"line", profile.file->lineOf(c.node)},
-                            {"status", !c.refused.empty()              ? "refused"
-                                       : c.changed + c.removed == 0 ? "unchanged"
-                                                                      : "accepted"},
-                            {"changed", c.changed},
-                            {"removed", c.removed}});
-            for (const Finding &f : c.refused) {
-                findings.push_back(findingObject(f));
-            }
+            Json item = Json::object();
+            item[profile.kind == RecordKind::Participant ? "participant" : "profile"] =
+                profile.qualified;
+            item["entity"] = entityLabel(c.qos->entity);
+            item["qos"] = c.qos->label;
+            item["file"] = profile.file->path();
+            item["line"] = profile.file->lineOf(c.node);
+            item["status"] = !c.refused.empty()             ? "refused"
+                             : c.changed + c.removed == 0 ? "unchanged"
+                                                          : "accepted";
+            item["changed"] = c.changed;
+            item["removed"] = c.removed;
+            list.push_back(std::move(item));
         }
         const Json document = {{"comparisons", list},
                                {"findings", findings},
@@ -307,20 +343,32 @@ int runDiff(const DiffOptions &options)
                                  {"enabled", options.enabled}}}};
         text = document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
     } else {
-        for (const Finding &f : problems.list()) {
-            text += formatFinding(f) + "\n";
+        // The accepted changes, at their QoS in NEW, among the findings.
+        struct Line {
+            std::uint32_t file;
+            std::ptrdiff_t at;
+            std::string text;
+        };
+        std::vector<Line> lines;
+        for (const Finding &f : all) {
+            lines.push_back({f.fileIndex, f.offset, formatFinding(f)});
         }
         for (const Comparison &c : comparisons) {
-            for (const Finding &f : c.refused) {
-                text += formatFinding(f) + "\n";
-            }
             if (c.refused.empty() && c.changed + c.removed > 0) {
-                text += escaped(c.qos->profile->file->where(c.node)) +
-                        ": accepted: " + c.qos->describe() + ": " +
-                        plural(c.changed, "property added or changed",
-                               "properties added or changed") +
-                        ", " + plural(c.removed, "removed", "removed") + "\n";
+                const SourceFile &file = *c.qos->profile->file;
+                lines.push_back({1, c.node.offset_debug(),
+                                 escaped(file.where(c.node)) + ": accepted: " +
+                                     c.qos->describe() + ": " +
+                                     plural(c.changed, "property added or changed",
+                                            "properties added or changed") +
+                                     ", " + plural(c.removed, "removed", "removed")});
             }
+        }
+        std::stable_sort(lines.begin(), lines.end(), [&](const Line &a, const Line &b) {
+            return before_(a.file, a.at, b.file, b.at);
+        });
+        for (const Line &l : lines) {
+            text += l.text + "\n";
         }
         text += plural(comparisons.size(), "QoS compared", "QoS compared") + ": " +
                 std::to_string(unchanged) + " unchanged, " + std::to_string(accepted) +

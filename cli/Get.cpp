@@ -38,40 +38,69 @@ const char *const kGetHelp =
 namespace
 {
 
-// The properties of one QoS as printed, after --prefix and --strip.
-PropertyList selectedOf(const Qos *qos, const GetOptions &options, std::string &strippedPrefix)
+// One property as printed: its name after --strip, and whether its value is confidential.
+struct Selected {
+    std::string_view name;
+    const ElementRef *element;
+};
+
+// The properties of one QoS under --prefix: those named PREFIX.something, letter case ignored
+// as when the middleware matches names to prefixes (a '.' ending PREFIX changes nothing); with
+// --strip, named by what follows PREFIX and its '.'. The same properties either way.
+std::vector<Selected> selectedOf(const Qos *qos, const GetOptions &options)
 {
-    const PropertyList all =
-        qos != nullptr ? ProfileSet::toList(ProfileSet::effective(*qos)) : PropertyList();
-    const std::string prefix = options.prefix.value_or("");
-    std::optional<PropertyList> selected;
-    strippedPrefix.clear();
-    if (!options.prefix) {
-        selected = all;
-    } else if (!options.strip) {
-        selected = all.withPrefix(prefix);
-    } else {
-        selected = all.withoutPrefix(prefix);
-        // The module ends the list with its own entry "prefix", holding the prefix stripped.
-        if (selected && !selected->empty()) {
-            PropertyList withoutEntry;
-            std::size_t i = 0;
-            const std::size_t last = selected->size() - 1;
-            for (const Property p : *selected) {
-                if (i++ == last) {
-                    strippedPrefix = std::string(p.value);
-                } else {
-                    withoutEntry.add(p.name, p.value, p.propagate);
-                }
-            }
-            selected = std::move(withoutEntry);
+    std::vector<Selected> selected;
+    if (qos == nullptr) {
+        return selected;
+    }
+    std::string_view prefix = options.prefix ? std::string_view(*options.prefix) : "";
+    if (!prefix.empty() && prefix.back() == '.') {
+        prefix.remove_suffix(1);
+    }
+    for (const ElementRef *ref : ProfileSet::effective(*qos)) {
+        if (prefix.empty()) {
+            selected.push_back({ref->name, ref});
+        } else if (ref->name.size() > prefix.size() + 1 && ref->name[prefix.size()] == '.' &&
+                   equalsIgnoreCase(ref->name.substr(0, prefix.size()), prefix)) {
+            selected.push_back(
+                {options.strip ? ref->name.substr(prefix.size() + 1) : ref->name, ref});
         }
     }
-    if (!selected) {
-        throw InputError("propqos: error: the properties under prefix " + quotedShort(prefix) +
-                         " could not be extracted");
+    return selected;
+}
+
+// The profiles whose findings bear on `chosen`: those its QoS inherit from, the profile's
+// bases too (what is wrong with them makes its properties incomplete).
+std::unordered_set<std::string_view> chainOf(const Profile &profile,
+                                             const std::vector<const Qos *> &chosen)
+{
+    std::unordered_set<std::string_view> chain;
+    std::vector<const Profile *> walk{&profile};
+    while (!walk.empty()) {
+        const Profile *p = walk.back();
+        walk.pop_back();
+        if (chain.insert(p->qualified).second) {
+            walk.insert(walk.end(), p->bases.begin(), p->bases.end());
+        }
     }
-    return std::move(*selected);
+    std::unordered_set<const Qos *> seen;
+    std::vector<const Qos *> qos;
+    for (const Qos *q : chosen) {
+        if (q != nullptr && seen.insert(q).second) {
+            qos.push_back(q);
+        }
+    }
+    while (!qos.empty()) {
+        const Qos *q = qos.back();
+        qos.pop_back();
+        chain.insert(q->profile->qualified);
+        for (const Qos *base : q->bases) {
+            if (seen.insert(base).second) {
+                qos.push_back(base);
+            }
+        }
+    }
+    return chain;
 }
 
 } // namespace
@@ -85,14 +114,24 @@ int runGet(const GetOptions &options)
     bool unusable = false;
     const ProfileSet set = loadProfiles(options.files, problems, options.externalBases, &unusable);
     const Profile *profile = set.find(profileName);
+    // A writer or reader of a participant may be named by its place: PL::P/Publisher/Writer.
+    std::optional<std::string> picked = options.qos;
+    const std::size_t slash = profileName.find('/');
+    if (profile == nullptr && slash != std::string::npos) {
+        profile = set.find(profileName.substr(0, slash), RecordKind::Participant);
+        if (profile != nullptr && !picked) {
+            picked = profileName.substr(slash + 1);
+        }
+    }
     if (profile == nullptr) {
         for (const Finding &f : problems.list()) {
             if (f.code == "unusable-file") {
                 std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
             }
         }
-        throw InputError("propqos: error: no profile " + quotedShort(profileName) +
-                         " in the files given (names are LIB::PROFILE)");
+        throw InputError("propqos: error: no profile or participant " + quotedShort(profileName) +
+                         " in the files given (names are LIB::PROFILE, or LIB::PARTICIPANT and "
+                         "LIB::PARTICIPANT/PUBLISHER/WRITER)");
     }
 
     // The profile's QoS of the entity: the default one (without a topic filter), then those told
@@ -111,10 +150,14 @@ int runGet(const GetOptions &options)
         return (a->node ? a->node.offset_debug() : -1) < (b->node ? b->node.offset_debug() : -1);
     });
     std::vector<const Qos *> chosen;
-    if (options.qos) {
+    if (picked) {
         for (const Qos *q : all) {
-            if (q->node && (*options.qos == q->node.attribute("name").value() ||
-                            *options.qos == q->node.attribute("topic_filter").value())) {
+            const std::string_view label = q->label;
+            const bool match =
+                q->endpoint ? *picked == label || *picked == label.substr(label.find('/') + 1)
+                            : q->node && (*picked == q->node.attribute("name").value() ||
+                                          *picked == q->node.attribute("topic_filter").value());
+            if (match) {
                 chosen.push_back(q);
             }
         }
@@ -124,7 +167,7 @@ int runGet(const GetOptions &options)
                 known += "\n  " + q->describe();
             }
             throw InputError("propqos: error: no " + std::string(entityLabel(entity)) +
-                             " QoS named or filtered " + quotedShort(*options.qos) + " in " +
+                             " QoS named or filtered " + quotedShort(*picked) + " in " +
                              quotedShort(profile->qualified) +
                              (known.empty() ? std::string() : "; it has:" + known));
         }
@@ -137,21 +180,17 @@ int runGet(const GetOptions &options)
         chosen.push_back(nullptr);
     }
 
-    // What is wrong with the profile's inheritance makes its properties incomplete: say so.
-    std::unordered_set<std::string> chain;
-    std::vector<const Profile *> walk{profile};
-    while (!walk.empty()) {
-        const Profile *p = walk.back();
-        walk.pop_back();
-        if (chain.insert(p->qualified).second) {
-            walk.insert(walk.end(), p->bases.begin(), p->bases.end());
-        }
-    }
+    // What is wrong with the inheritance of what is printed makes it incomplete: say so. What
+    // concerns the profile's other entities is not said.
+    const std::unordered_set<std::string_view> chain = chainOf(*profile, chosen);
+    problems.sort();
     bool broken = false;
     for (const Finding &f : problems.list()) {
-        if (chain.count(std::string(f.profile)) != 0 || f.code == "unusable-file") {
+        const bool bears = chain.count(f.profile) != 0 &&
+                           (f.entity.empty() || f.entity == entityLabel(entity));
+        if (bears || f.code == "unusable-file") {
             std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
-            broken = broken || f.level == Level::Error;
+            broken = broken || (f.level == Level::Error && f.code != "unusable-file");
         }
     }
 
@@ -162,16 +201,20 @@ int runGet(const GetOptions &options)
         text += "[\n";
     }
     bool firstQos = true;
+    const bool participant = profile->kind == RecordKind::Participant;
     for (const Qos *qos : chosen) {
-        std::string strippedPrefix;
-        const PropertyList selected = selectedOf(qos, options, strippedPrefix);
-        const char *name = qos != nullptr && qos->node ? qos->node.attribute("name").value() : "";
-        const char *filter =
-            qos != nullptr && qos->node ? qos->node.attribute("topic_filter").value() : "";
+        const std::vector<Selected> selected = selectedOf(qos, options);
+        const bool attributes = qos != nullptr && qos->node && !qos->endpoint;
+        const char *name = attributes ? qos->node.attribute("name").value() : "";
+        const char *filter = attributes ? qos->node.attribute("topic_filter").value() : "";
         if (json) {
             text += firstQos ? "" : ",\n";
-            text += "{\"profile\": " + jsonString(profile->qualified) +
+            text += std::string(participant ? "{\"participant\": " : "{\"profile\": ") +
+                    jsonString(profile->qualified) +
                     ", \"entity\": " + jsonString(entityLabel(entity));
+            if (qos != nullptr && qos->endpoint) {
+                text += ", \"endpoint\": " + jsonString(qos->label);
+            }
             if (*name != '\0') {
                 text += ", \"name\": " + jsonString(name);
             }
@@ -183,19 +226,19 @@ int runGet(const GetOptions &options)
             text += std::string(firstQos ? "" : "\n") + "# " + qos->describe() + "\n";
         }
         bool first = true;
-        for (const Property p : selected) {
-            const bool secret =
-                PropertyList::isConfidential(strippedPrefix + std::string(p.name));
+        for (const Selected &p : selected) {
+            const ElementRef &e = *p.element;
+            const bool secret = e.confidential;
             const std::string_view value =
-                secret && !reveal ? std::string_view("[redacted]") : p.value;
+                secret && !reveal ? std::string_view("[redacted]") : e.value;
             if (json) {
                 text += (first ? "\n  " : ",\n  ");
                 text += "{\"name\": " + jsonString(p.name) + ", \"value\": " + jsonString(value) +
-                        ", \"propagate\": " + (p.propagate ? "true" : "false") +
+                        ", \"propagate\": " + (e.propagate ? "true" : "false") +
                         ", \"redacted\": " + (secret && !reveal ? "true" : "false") + "}";
             } else {
                 text += escaped(p.name) + " = " + escaped(value) +
-                        (p.propagate ? "  (propagate)\n" : "\n");
+                        (e.propagate ? "  (propagate)\n" : "\n");
             }
             first = false;
         }
