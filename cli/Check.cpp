@@ -27,9 +27,11 @@ const char *const kCheckHelp =
     "usage: propqos check [options] FILE|DIR|-...\n"
     "\n"
     "Checks the property lists of every participant, datawriter and datareader QoS of every\n"
-    "QoS profile in the files, as in force after base_name inheritance (bases may be in any of\n"
-    "the files given). A directory stands for every *.xml file below it (in path order), '-'\n"
-    "for standard input (reported as <stdin>). The findings, each with its rule code\n"
+    "QoS profile in the files, and of every participant definition (its own QoS and its\n"
+    "writers' and readers', named LIB::PARTICIPANT/PUBLISHER/WRITER), as in force after\n"
+    "base_name inheritance (bases may be in any of the files given). A directory stands for\n"
+    "every *.xml file below it (in path order), '-' for standard input (reported as <stdin>,\n"
+    "read once however often given). The findings, each with its rule code\n"
     "(propqos check --list-rules):\n"
     "  - property names unknown to the middleware or to the plug-ins the QoS configures, each\n"
     "    with the closest known name; an error or a warning as the profile's validation action\n"
@@ -780,7 +782,7 @@ int runCheck(const CheckOptions &options)
                 }
                 // Nothing changed: the exit status is that of the files as they are.
                 std::fputs(textReport(findings.list(), options, options.files.size(),
-                                      set.profileCount(), qosChecked)
+                                      set.profileCount(), set.participantCount(), qosChecked)
                                .c_str(),
                            stderr);
                 return exitStatus();

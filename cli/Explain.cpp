@@ -28,7 +28,8 @@ const char *const kExplainHelp =
     "closest known name.\n"
     "\n"
     "With --prefix, lists instead every public name and built-in transport setting that begins\n"
-    "with PREFIX, each with its mutability and the entities that know it.\n"
+    "with PREFIX (letter case ignored), each with its mutability and the entities that know\n"
+    "it; when none does, a note on standard error says so.\n"
     "\n"
     "options:\n"
     "  --prefix PREFIX     list the known names under PREFIX\n"
@@ -194,13 +195,19 @@ Verdict verdictFor(const Kind &kind, const std::string &name)
     return v;
 }
 
+// Letter case ignored, as when the middleware matches names to its prefixes.
+bool underPrefix(std::string_view name, std::string_view prefix)
+{
+    return name.size() >= prefix.size() && equalsIgnoreCase(name.substr(0, prefix.size()), prefix);
+}
+
 // Every public name under `prefix`, with the entities that know it and its mutability.
 int listPrefix(const std::string &prefix, bool json)
 {
     std::map<std::string, std::vector<const char *>> names;
     for (const Kind &kind : kKinds) {
         for (const char *const *n = kind.publicNames; **n != '\0'; ++n) {
-            if (startsWith(*n, prefix)) {
+            if (underPrefix(*n, prefix)) {
                 names[*n].push_back(entityLabel(kind.entity));
             }
         }
@@ -214,7 +221,7 @@ int listPrefix(const std::string &prefix, bool json)
             }
             for (int i = 0; i < row.publicPropertiesSize; ++i) {
                 const std::string name = builtin + std::string(row.publicProperties[i]);
-                if (startsWith(name, prefix) && verdictFor(kKinds[0], name).known) {
+                if (underPrefix(name, prefix) && verdictFor(kKinds[0], name).known) {
                     names[name].push_back(entityLabel(Entity::Participant));
                 }
             }
@@ -241,7 +248,16 @@ int listPrefix(const std::string &prefix, bool json)
                "\n";
     }
     out(text);
-    return names.empty() ? kExitFindings : kExitClean;
+    if (names.empty()) {
+        std::fprintf(stderr,
+                     "propqos: note: no known name begins with %s; names that hold a name of "
+                     "your choosing (a flow controller's, dds.flow_controller.token_bucket.NAME."
+                     "SETTING, or a plug-in's) are not listed: 'propqos explain FULL.NAME' tells "
+                     "about one\n",
+                     quotedShort(prefix).c_str());
+        return kExitFindings;
+    }
+    return kExitClean;
 }
 
 } // namespace

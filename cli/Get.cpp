@@ -19,14 +19,17 @@ const char *const kGetHelp =
     "phrases) are shown as \"[redacted]\".\n"
     "A profile may hold several writer or reader QoS, told apart by a name or topic_filter\n"
     "attribute: each is printed under a '# ...' heading (JSON: an array of objects), or\n"
-    "--qos picks the one with that name or topic filter.\n"
+    "--qos picks the one with that name or topic filter. A participant of a\n"
+    "domain_participant_library is named LIB::PARTICIPANT, a writer or reader of it\n"
+    "LIB::PARTICIPANT/PUBLISHER/WRITER (or --qos PUBLISHER/WRITER).\n"
     "\n"
     "options:\n"
-    "  --profile LIB::PROFILE   the profile (required)\n"
+    "  --profile LIB::PROFILE   the profile or participant (required)\n"
     "  --entity KIND            participant, datawriter or datareader (required)\n"
     "  --qos NAME|FILTER        only the QoS with this name or topic_filter attribute\n"
-    "  --prefix PREFIX          only the properties whose names begin with PREFIX\n"
-    "  --strip                  with --prefix: names without PREFIX and its '.'\n"
+    "  --prefix PREFIX          only the properties named PREFIX.NAME (letter case ignored,\n"
+    "                           as when the middleware matches prefixes)\n"
+    "  --strip                  with --prefix: the same properties, named NAME\n"
     "  --reveal                 show confidential values as they are\n"
     "  --external-base PATTERN  base profiles known to exist elsewhere (see check --help)\n"
     "  --format text|json       'name = value' lines (default) or a JSON object\n"
@@ -184,10 +187,26 @@ int runGet(const GetOptions &options)
     // concerns the profile's other entities is not said.
     const std::unordered_set<std::string_view> chain = chainOf(*profile, chosen);
     problems.sort();
+    // Nor what lies inside the profile's other QoS of the entity, those not printed.
+    std::vector<std::pair<std::ptrdiff_t, std::ptrdiff_t>> others;
+    for (const Qos *q : all) {
+        if (q->node && std::find(chosen.begin(), chosen.end(), q) == chosen.end()) {
+            const pugi::xml_node after = nextAfter(q->node);
+            others.emplace_back(q->node.offset_debug(),
+                                after ? after.offset_debug() : PTRDIFF_MAX);
+        }
+    }
+    const auto elsewhere = [&](const Finding &f) {
+        return f.file == profile->file &&
+               std::any_of(others.begin(), others.end(), [&](const auto &range) {
+                   return range.first <= f.offset && f.offset < range.second;
+               });
+    };
     bool broken = false;
     for (const Finding &f : problems.list()) {
         const bool bears = chain.count(f.profile) != 0 &&
-                           (f.entity.empty() || f.entity == entityLabel(entity));
+                           (f.entity.empty() || f.entity == entityLabel(entity)) &&
+                           !elsewhere(f);
         if (bears || f.code == "unusable-file") {
             std::fprintf(stderr, "%s\n", formatFinding(f).c_str());
             broken = broken || (f.level == Level::Error && f.code != "unusable-file");

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -29,7 +30,9 @@ const char *const kMainHelp =
     "\n"
     "Works on the <property> lists of QoS profiles in DDS-XML files\n"
     "(<dds><qos_library><qos_profile> with <domain_participant_qos>, <datawriter_qos> and\n"
-    "<datareader_qos>), after base_name inheritance.\n"
+    "<datareader_qos>), and of the QoS written in participant definitions\n"
+    "(<domain_participant_library><domain_participant>, its publishers' writers and its\n"
+    "subscribers' readers), after base_name inheritance.\n"
     "\n"
     "commands:\n"
     "  check FILE|DIR|-...    report unknown property names (with the closest known name),\n"
@@ -178,7 +181,7 @@ int check(const std::vector<std::string> &args)
     CheckOptions o;
     std::string action;
     bool listRules = false;
-    long maxWarnings = -1;
+    std::string maxWarnings;
     CLI::App &app = parser.app();
     app.add_option("--action", action);
     app.add_option("--format", o.format);
@@ -203,10 +206,19 @@ int check(const std::vector<std::string> &args)
     }
     parser.oneOf("--format", o.format, {"text", "json", "sarif"});
     if (app.count("--max-warnings") > 0) {
-        if (maxWarnings < 0) {
-            throw UsageError("check: --max-warnings takes a number of 0 or more");
+        // Digits only: an empty value is not 0.
+        const bool digits = !maxWarnings.empty() && maxWarnings.size() <= 18 &&
+                            maxWarnings.find_first_not_of("0123456789") == std::string::npos;
+        if (!digits) {
+            throw UsageError("check: --max-warnings takes a number of 0 or more, not " +
+                             quotedShort(maxWarnings));
         }
-        o.maxWarnings = maxWarnings;
+        o.maxWarnings = std::stol(maxWarnings);
+    }
+    for (const std::string &file : o.knownNames) {
+        if (file.empty()) {
+            throw UsageError("check: --known-names needs a FILE name, not \"\"");
+        }
     }
     if (o.dryRun && !o.fix) {
         throw UsageError("check: --dry-run goes with --fix");
@@ -374,7 +386,12 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
 {
     ProfileSet set;
     set.setExternalBases(externalBases);
+    bool stdinRead = false;
     for (std::size_t i = 0; i < paths.size(); ++i) {
+        // Standard input given twice is read once, as a file given twice is.
+        if (paths[i] == "-" && std::exchange(stdinRead, true)) {
+            continue;
+        }
         std::unique_ptr<SourceFile> file;
         try {
             file = SourceFile::load(paths[i], keepText);
