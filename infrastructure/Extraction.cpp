@@ -1,10 +1,14 @@
 // Extraction by prefix: the engine and its users (get, append, without prefix, the security
 // plug-ins' set, into a second policy).
+#include <cstdint>
 #include <cstring>
 
 #include "infrastructure/PropertyQosPolicyInternal.h"
+#include "platform/StringStorage.h"
 
 namespace {
+
+using propqos_platform::StringCarver;
 
 constexpr const char *kSecurityPrefix = "dds.sec.";
 constexpr size_t kPrefixCapacity = 1023;
@@ -67,6 +71,45 @@ void replaceString(const DDS_PropertySeq *sequence, char *&slot, char *fresh)
     slot = fresh;
 }
 
+// The copy of one selected property, its strings carved by `carver`: what
+// DDS_PropertySeq_copy_element (skip 0) or DDS_PropertySeq_copy_property_without_prefix (skip:
+// the prefix's length) make, without an allocation per string. Null on exhaustion, with the
+// destination as it was.
+DDS_Property_t *copySelected(DDS_Property_t *dst, const DDS_Property_t *src, size_t skip,
+                             StringCarver &carver)
+{
+    const char *name = src->name + skip;
+    char *nameCopy = carver.carve(name, std::strlen(name));
+    if (nameCopy == nullptr) {
+        return nullptr;
+    }
+    char *valueCopy = nullptr;
+    if (src->value != nullptr &&
+        (valueCopy = carver.carve(src->value, std::strlen(src->value))) == nullptr) {
+        DDS_String_free(nameCopy);
+        return nullptr;
+    }
+    if (dst->name != nullptr) {
+        DDS_String_free(dst->name);
+    }
+    if (dst->value != nullptr) {
+        DDS_String_free(dst->value);
+    }
+    dst->name = nameCopy;
+    dst->value = valueCopy;
+    dst->propagate = src->propagate;
+    return dst;
+}
+
+// Adds a string of `length` characters to what a carver is to share.
+void measure(size_t length, size_t &strings, size_t &characters)
+{
+    if (StringCarver::shared(length)) {
+        ++strings;
+        characters += length;
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -100,11 +143,53 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
     }
     DDS_Long length = DDS_PropertySeq_get_length(properties);
     size_t prefixLength = std::strlen(name_prefix);
+    const size_t skip = keepPrefix ? 0 : prefixLength;
+
+    // The strings of every copy made below, carved from one block: a first pass over what the
+    // loop will select and can hold measures them, and notes which of the first kNoted elements
+    // it found selected, so that the loop does not match them again. Without the block, each
+    // string gets its own.
+    constexpr DDS_Long kNoted = 4096;
+    uint64_t selected[kNoted / 64];
+    DDS_Long noted = 0;   // elements [0, noted) were matched by the first pass
+    StringCarver carver;
+    {
+        size_t strings = 0, characters = 0;
+        DDS_Long room = appendToDst ? count : maximum - length;
+        for (DDS_Long i = 0; i < count && room > 0; ++i) {
+            if (i % 64 == 0 && i < kNoted) {
+                selected[i / 64] = 0;
+            }
+            const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
+            if (propertySrc == nullptr) {
+                break;   // the loop below reports it
+            }
+            const bool match =
+                beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0);
+            if (i < kNoted) {
+                selected[i / 64] |= static_cast<uint64_t>(match) << (i % 64);
+                noted = i + 1;
+            }
+            if (!match) {
+                continue;
+            }
+            --room;
+            measure(std::strlen(propertySrc->name + skip), strings, characters);
+            if (propertySrc->value != nullptr) {
+                measure(std::strlen(propertySrc->value), strings, characters);
+            }
+        }
+        carver.reserve(strings, characters);
+    }
 
     for (DDS_Long i = 0; i < count; ++i) {
+        if (i < noted && (selected[i / 64] >> (i % 64) & 1) == 0) {
+            continue;   // found present and not selected by the first pass
+        }
         const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
         ZYN_PRECONDITION(ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
-        if (!beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0)) {
+        if (i >= noted &&
+            !beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0)) {
             continue;
         }
         if (length == maximum) {
@@ -126,12 +211,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
         }
         DDS_Property_t *propertyDst = DDS_PropertySeq_get_reference(properties, length - 1);
         ZYN_PRECONDITION(ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
-        DDS_Property_t *copied =
-            keepPrefix ? DDS_PropertySeq_copy_element(propertyDst, propertySrc)
-                       : DDS_PropertySeq_copy_property_without_prefix(
-                             propertyDst, propertySrc, name_prefix,
-                             ignoreCase ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE);
-        if (copied == nullptr) {
+        if (copySelected(propertyDst, propertySrc, skip, carver) == nullptr) {
             ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "copy");
             return DDS_RETCODE_ERROR;
         }

@@ -26,7 +26,10 @@ namespace {
 // and ZynHeap_getOutstanding adds them up. A thread's counts move into the shared ones when it
 // ends; what it allocates or releases after that (in a destructor running later at its exit)
 // is counted in the shared ones directly.
-std::atomic<long> g_failAfter{-1};   // allocations still allowed before injected failures; <0: none
+std::atomic<long> g_failAfter{-1};
+
+// Zeroed blocks up to this size are malloc'd and cleared (see ZynHeap_allocateZeroed).
+constexpr size_t kSmallZeroed = 1024;   // allocations still allowed before injected failures; <0: none
 
 struct Counts {
     std::atomic<long> outstanding{0};
@@ -175,8 +178,17 @@ void *ZynHeap_allocateZeroed(size_t count, size_t size)
         return nullptr;
     }
     // calloc takes fresh pages from the system already zeroed and leaves them untouched, so a
-    // large zeroed block costs nothing until it is used.
-    void *memory = std::calloc(bytes == 0 ? 1 : bytes, 1);
+    // large zeroed block costs nothing until it is used. A small block is cleared here instead:
+    // the C allocator's per-thread cache of recently released blocks serves malloc, not calloc.
+    void *memory = nullptr;
+    if (bytes <= kSmallZeroed) {
+        memory = std::malloc(bytes == 0 ? 1 : bytes);
+        if (memory != nullptr) {
+            std::memset(memory, 0, bytes);
+        }
+    } else {
+        memory = std::calloc(bytes, 1);
+    }
     if (memory != nullptr) {
         bump(&Counts::outstanding, 1);
     }

@@ -1,67 +1,123 @@
 // One implementation of the sequence contract for the property, string and tag families.
 #include <propqos/Sequence.h>
 
+#include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include <propqos/Heap.h>
 #include <propqos/sys/Strings.h>
 
+#include "platform/StringStorage.h"
+
 namespace {
+
+using propqos_platform::StringCarver;
+using propqos_platform::StringRelease;
 
 constexpr DDS_Long kFirstGrowth = 4;
 
-// ---- what differs between element types: how an element's strings are released and copied ----
-void releaseElement(DDS_Property_t &element)
+// ---- what differs between element types: which string slots an element has ----
+template <typename Fn>
+void forEachString(const DDS_Property_t &element, Fn &&fn)
 {
-    DDS_String_free(element.name);
-    DDS_String_free(element.value);
-    element = DDS_Property_t{};
+    fn(element.name);
+    fn(element.value);
 }
-void releaseElement(char *&element)
+template <typename Fn>
+void forEachString(char *const &element, Fn &&fn)
 {
-    DDS_String_free(element);
-    element = nullptr;
+    fn(element);
 }
-void releaseElement(DDS_Tag &element)
+template <typename Fn>
+void forEachString(const DDS_Tag &element, Fn &&fn)
 {
-    DDS_String_free(element.name);
-    DDS_String_free(element.value);
-    element = DDS_Tag{};
-}
-
-// Duplicates a string that may be null; false only when a non-null one could not be copied.
-bool dupOptional(char *&out, const char *in)
-{
-    out = nullptr;
-    if (in == nullptr) {
-        return true;
-    }
-    out = DDS_String_dup(in);
-    return out != nullptr;
+    fn(element.name);
+    fn(element.value);
 }
 
-// Deep copy into a fresh element (`out` is overwritten without release); false on exhaustion,
-// with nothing left allocated.
-bool cloneElement(DDS_Property_t &out, const DDS_Property_t &in)
+// Releases an element's strings through `release` (strings of one block cost one decrement
+// together); the slots keep their old pointers: the caller clears them or drops the storage.
+template <typename Elem>
+void releaseStrings(const Elem &element, StringRelease &release)
 {
-    DDS_Property_t copy{};
-    if (!dupOptional(copy.name, in.name) || !dupOptional(copy.value, in.value)) {
-        releaseElement(copy);
-        return false;
-    }
-    copy.propagate = in.propagate;
-    out = copy;
-    return true;
+    forEachString(element, [&release](char *string) { release.add(string); });
 }
-bool cloneElement(char *&out, const char *const &in) { return dupOptional(out, in); }
-bool cloneElement(DDS_Tag &out, const DDS_Tag &in)
+
+template <typename Elem>
+void releaseElement(Elem &element)
 {
-    DDS_Tag copy{};
-    if (!dupOptional(copy.name, in.name) || !dupOptional(copy.value, in.value)) {
-        releaseElement(copy);
+    StringRelease release;
+    releaseStrings(element, release);
+    element = Elem{};
+}
+
+// Each string slot of a copy `out` with the string of the original `in` it copies.
+template <typename Fn>
+void forEachPair(DDS_Property_t &out, const DDS_Property_t &in, Fn &&fn)
+{
+    fn(out.name, in.name);
+    fn(out.value, in.value);
+    out.propagate = in.propagate;
+}
+template <typename Fn>
+void forEachPair(char *&out, char *const &in, Fn &&fn)
+{
+    fn(out, in);
+}
+template <typename Fn>
+void forEachPair(DDS_Tag &out, const DDS_Tag &in, Fn &&fn)
+{
+    fn(out.name, in.name);
+    fn(out.value, in.value);
+}
+
+// While a deep copy is made, each string slot of the fresh storage first holds the length of
+// the string it is to copy, plus one (0 for none): every string is measured once.
+void noteLength(char *&slot, const char *string, size_t &count, size_t &characters)
+{
+    uintptr_t note = 0;
+    if (string != nullptr) {
+        const size_t length = std::strlen(string);
+        note = length + 1;
+        if (StringCarver::shared(length)) {
+            ++count;
+            characters += length;
+        }
+    }
+    std::memcpy(&slot, &note, sizeof note);
+}
+size_t notedLength(char *const &slot)
+{
+    uintptr_t note;
+    std::memcpy(&note, &slot, sizeof note);
+    return static_cast<size_t>(note);
+}
+
+// Copies of `name` and `value` (either may be null) carved from one block; false on
+// exhaustion, with nothing left allocated.
+bool copyPair(char *&nameOut, char *&valueOut, const char *name, const char *value)
+{
+    nameOut = valueOut = nullptr;
+    const size_t nameLength = name != nullptr ? std::strlen(name) : 0;
+    const size_t valueLength = value != nullptr ? std::strlen(value) : 0;
+    size_t count = 0, characters = 0;
+    for (auto [string, length] : {std::pair{name, nameLength}, std::pair{value, valueLength}}) {
+        if (string != nullptr && StringCarver::shared(length)) {
+            ++count;
+            characters += length;
+        }
+    }
+    StringCarver carver;
+    carver.reserve(count, characters);   // without the block, a block per string
+    if (name != nullptr && (nameOut = carver.carve(name, nameLength)) == nullptr) {
         return false;
     }
-    out = copy;
+    if (value != nullptr && (valueOut = carver.carve(value, valueLength)) == nullptr) {
+        DDS_String_free(nameOut);
+        nameOut = nullptr;
+        return false;
+    }
     return true;
 }
 
@@ -69,16 +125,12 @@ bool cloneElement(DDS_Tag &out, const DDS_Tag &in)
 struct NewStrings {
     char *name = nullptr;
     char *value = nullptr;
-    bool make(const char *n, const char *v)
-    {
-        name = DDS_String_dup(n);
-        value = DDS_String_dup(v);
-        return name != nullptr && value != nullptr;
-    }
+    bool make(const char *n, const char *v) { return copyPair(name, value, n, v); }
     ~NewStrings()
     {
-        DDS_String_free(name);
-        DDS_String_free(value);
+        StringRelease release;
+        release.add(name);
+        release.add(value);
     }
 };
 
@@ -114,14 +166,22 @@ struct Sequence {
     }
 
     // Takes elements [from, to) out of the sequence: an owning sequence releases their strings;
-    // in lent storage they are left where they are, for the lender to release.
-    static void releaseRange(Seq *self, DDS_UnsignedLong from, DDS_UnsignedLong to)
+    // in lent storage they are left where they are, for the lender to release. The slots are
+    // cleared unless `clear` is false (storage about to be dropped).
+    static void releaseRange(Seq *self, DDS_UnsignedLong from, DDS_UnsignedLong to,
+                             bool clear = true)
     {
         if (!self->_owned) {
             return;
         }
+        StringRelease release;
         for (DDS_UnsignedLong i = from; i < to; ++i) {
-            releaseElement(self->_contiguous_buffer[i]);
+            releaseStrings(self->_contiguous_buffer[i], release);
+        }
+        release.flush();
+        if (clear && to > from) {
+            std::memset(static_cast<void *>(self->_contiguous_buffer + from), 0,
+                        (to - from) * sizeof(Elem));
         }
     }
 
@@ -130,7 +190,7 @@ struct Sequence {
         if (!usable(self) || !self->_owned) {
             return DDS_BOOLEAN_FALSE;
         }
-        releaseRange(self, 0, self->_length);
+        releaseRange(self, 0, self->_length, false);
         ZynHeap_free(self->_contiguous_buffer);
         DDS_UnsignedLong absoluteMaximum = self->_absolute_maximum;
         reset(self);
@@ -266,22 +326,44 @@ struct Sequence {
     }
 
     // Deep copies of the first `count` elements of `src` in a fresh buffer (null when `count`
-    // is 0); false on exhaustion, with nothing left allocated.
+    // is 0), their strings carved from one block; false on exhaustion, with nothing left
+    // allocated.
     static bool cloneAll(Elem *&out, const Seq *src, DDS_UnsignedLong count)
     {
         out = nullptr;
         if (count == 0) {
             return true;
         }
-        Elem *buffer = static_cast<Elem *>(ZynHeap_allocateZeroed(count, sizeof(Elem)));
+        Elem *buffer = static_cast<Elem *>(ZynHeap_allocate(count * sizeof(Elem)));
         if (buffer == nullptr) {
             return false;
         }
+        const Elem *from = src->_contiguous_buffer;
+        size_t strings = 0, characters = 0;
         for (DDS_UnsignedLong i = 0; i < count; ++i) {
-            if (!cloneElement(buffer[i], src->_contiguous_buffer[i])) {
-                for (DDS_UnsignedLong j = 0; j < i; ++j) {
-                    releaseElement(buffer[j]);
+            forEachPair(buffer[i], from[i], [&](char *&slot, const char *string) {
+                noteLength(slot, string, strings, characters);
+            });
+        }
+        StringCarver carver;
+        carver.reserve(strings, characters);   // without the block, a block per string
+        bool ok = true;
+        DDS_UnsignedLong made = 0;   // elements whose slots hold strings (or null)
+        for (; made < count; ++made) {
+            forEachPair(buffer[made], from[made], [&](char *&slot, const char *string) {
+                const size_t note = notedLength(slot);
+                slot = nullptr;
+                if (ok && note != 0) {
+                    slot = carver.carve(string, note - 1);
+                    ok = slot != nullptr;
                 }
+            });
+            if (!ok) {
+                StringRelease release;
+                for (DDS_UnsignedLong j = 0; j <= made; ++j) {
+                    releaseStrings(buffer[j], release);
+                }
+                release.flush();
                 ZynHeap_free(buffer);
                 return false;
             }
@@ -308,7 +390,7 @@ struct Sequence {
         if (!cloneAll(copies, src, src->_length)) {
             return nullptr;
         }
-        releaseRange(self, 0, self->_length);
+        releaseRange(self, 0, self->_length, false);   // the storage is dropped or overwritten
         if (self->_owned) {
             ZynHeap_free(self->_contiguous_buffer);
             self->_contiguous_buffer = copies;
@@ -463,10 +545,11 @@ DDS_Property_t *DDS_PropertySeq_copy_element(DDS_Property_t *dst, const DDS_Prop
     if (dst == src) {
         return dst;
     }
-    DDS_Property_t fresh;
-    if (!cloneElement(fresh, *src)) {
+    DDS_Property_t fresh{};
+    if (!copyPair(fresh.name, fresh.value, src->name, src->value)) {
         return nullptr;
     }
+    fresh.propagate = src->propagate;
     releaseElement(*dst);
     *dst = fresh;
     return dst;
@@ -482,9 +565,7 @@ DDS_Property_t *DDS_PropertySeq_copy_property_without_prefix(DDS_Property_t *dst
         return nullptr;
     }
     DDS_Property_t fresh{};
-    if (!dupOptional(fresh.name, src->name + std::strlen(prefix)) ||
-        !dupOptional(fresh.value, src->value)) {
-        releaseElement(fresh);
+    if (!copyPair(fresh.name, fresh.value, src->name + std::strlen(prefix), src->value)) {
         return nullptr;
     }
     fresh.propagate = src->propagate;
@@ -515,17 +596,42 @@ DDS_Long DDS_PropertySeq_lookup_element_index(const DDS_PropertySeq *self, const
         return -1;
     }
     const DDS_Property_t *buffer = self->_contiguous_buffer;
-    for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
-        const char *candidate = buffer[i].name;
-        // The first-character test keeps the common miss cheap.
-        if (candidate != nullptr && candidate[0] == name[0] && std::strcmp(candidate, name) == 0) {
-            if (element != nullptr) {
-                *element = &self->_contiguous_buffer[i];
+    DDS_UnsignedLong found = self->_length;
+    if (self->_owned) {
+        // The strings of an owning sequence come from the module's allocator, whose header gives
+        // each one's room (saturated only past 4 GiB): a name with less room than `name` has characters, or without its
+        // terminator at that length, is of another length and is passed over without comparing
+        // characters (names share long dotted prefixes).
+        const size_t length = std::strlen(name);
+        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
+            const char *candidate = buffer[i].name;
+            if (candidate != nullptr) {
+                const uint32_t room = propqos_platform::headerOf(candidate).room;
+                if (room != UINT32_MAX ? room >= length && candidate[length] == '\0' &&
+                                             std::memcmp(candidate, name, length) == 0
+                                       : std::strcmp(candidate, name) == 0) {
+                    found = i;
+                    break;
+                }
             }
-            return static_cast<DDS_Long>(i);
+        }
+    } else {
+        // Lent storage may hold strings from anywhere.
+        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
+            const char *candidate = buffer[i].name;
+            if (candidate != nullptr && candidate[0] == name[0] && std::strcmp(candidate, name) == 0) {
+                found = i;
+                break;
+            }
         }
     }
-    return -1;
+    if (found == self->_length) {
+        return -1;
+    }
+    if (element != nullptr) {
+        *element = &self->_contiguous_buffer[found];
+    }
+    return static_cast<DDS_Long>(found);
 }
 
 DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Property_t **element,
@@ -538,13 +644,13 @@ DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Prope
     if (existing == nullptr) {
         return DDS_PropertySeq_add_element(self, element, name, value);
     }
-    // A value that fits in the string already held is written over it: replacing a setting
-    // with one of about the same size is the common case and needs no allocation. A much
-    // shorter one gets a string of its own, so that the larger one is given back.
-    size_t length = std::strlen(value);
-    size_t held = self->_owned && existing->value != nullptr ? std::strlen(existing->value) : 0;
-    if (self->_owned && existing->value != nullptr && length <= held &&
-        held - length <= length + 64) {
+    // A value that fits in the room of the string already held is written over it: replacing
+    // a setting with one of about the same size is the common case and needs no allocation. A
+    // much shorter one gets a string of its own, so that the larger one is given back.
+    const size_t length = std::strlen(value);
+    const size_t room =
+        self->_owned && existing->value != nullptr ? propqos_platform::headerOf(existing->value).room : 0;
+    if (self->_owned && existing->value != nullptr && length <= room && room - length <= length + 64) {
         std::memmove(existing->value, value, length + 1);
     } else {
         char *copy = DDS_String_dup(value);
@@ -651,37 +757,59 @@ DDS_ReturnCode_t DDS_StringSeq_from_delimited_string(DDS_StringSeq *self, const 
     if (!StringSeq::usable(self) || text == nullptr || delimiter == '\0') {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    // Built aside and swapped in, so that a failure leaves the caller's sequence as it was.
+    // Each non-empty piece, blanks around it trimmed.
+    auto forEachPiece = [text, delimiter](auto &&fn) {
+        const char *start = text;
+        while (true) {
+            const char *end = std::strchr(start, delimiter);
+            const char *stop = end != nullptr ? end : start + std::strlen(start);
+            const char *first = start;
+            while (first < stop && isBlank(*first)) {
+                ++first;
+            }
+            const char *last = stop;
+            while (last > first && isBlank(last[-1])) {
+                --last;
+            }
+            if (last > first && !fn(first, static_cast<size_t>(last - first))) {
+                return false;
+            }
+            if (end == nullptr) {
+                return true;
+            }
+            start = end + 1;
+        }
+    };
+    size_t count = 0, shared = 0, characters = 0;
+    forEachPiece([&](const char *, size_t length) {
+        ++count;
+        if (StringCarver::shared(length)) {
+            ++shared;
+            characters += length;
+        }
+        return true;
+    });
+    // Built aside, in storage of the exact size and its strings in one block, and swapped in,
+    // so that a failure leaves the caller's sequence as it was.
     DDS_StringSeq pieces = DDS_SEQUENCE_INITIALIZER;
     pieces._absolute_maximum = self->_absolute_maximum;
-    const char *start = text;
-    while (true) {
-        const char *end = std::strchr(start, delimiter);
-        const char *stop = end != nullptr ? end : start + std::strlen(start);
-        const char *first = start;
-        while (first < stop && isBlank(*first)) {
-            ++first;
+    if (count > pieces._absolute_maximum ||
+        (count > 0 && !StringSeq::setMaximum(&pieces, static_cast<DDS_Long>(count)))) {
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    StringCarver carver;
+    carver.reserve(shared, characters);   // without the block, a block per string
+    const bool made = forEachPiece([&](const char *first, size_t length) {
+        char *piece = carver.carve(first, length);
+        if (piece == nullptr) {
+            return false;
         }
-        const char *last = stop;
-        while (last > first && isBlank(last[-1])) {
-            --last;
-        }
-        if (last > first) {
-            DDS_Long n = StringSeq::length(&pieces);
-            char *piece = DDS_String_alloc(static_cast<size_t>(last - first));
-            if (piece == nullptr || !StringSeq::makeRoomForOne(&pieces) ||
-                !StringSeq::setLength(&pieces, n + 1)) {
-                DDS_String_free(piece);
-                StringSeq::finalize(&pieces);
-                return DDS_RETCODE_OUT_OF_RESOURCES;
-            }
-            std::memcpy(piece, first, static_cast<size_t>(last - first));
-            pieces._contiguous_buffer[n] = piece;
-        }
-        if (end == nullptr) {
-            break;
-        }
-        start = end + 1;
+        pieces._contiguous_buffer[pieces._length++] = piece;
+        return true;
+    });
+    if (!made) {
+        StringSeq::finalize(&pieces);
+        return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     if (!self->_owned) {
         DDS_StringSeq *copied = StringSeq::copy(self, &pieces);
