@@ -103,12 +103,224 @@ private:
     NameIndex index_;
 };
 
-// The four name tables one entity is checked against.
+// The plug-in property names a check accepts: whether a name is one of them (public or
+// private: either way the property passes), and the public ones as a name table for the
+// suggestion of an unknown name.
+class PluginNames {
+public:
+    virtual ~PluginNames() = default;
+    virtual bool contains(const char *name, uint64_t hash) const = 0;
+    // Null when the table could not be had (its entries are logged).
+    virtual const char *const *publicTable() = 0;
+};
+
+// Given as two name tables.
+class TablePluginNames final : public PluginNames {
+public:
+    TablePluginNames(const char *const *publicNames, const char *const *privateNames)
+        : public_(publicNames), private_(privateNames)
+    {
+    }
+    bool contains(const char *name, uint64_t hash) const override
+    {
+        return private_.contains(name, hash) || public_.contains(name, hash);
+    }
+    const char *const *publicTable() override { return public_.table(); }
+
+private:
+    NameSet public_;
+    NameSet private_;
+};
+
+inline bool rowWithinKind(const PROPERTYPluginProperty &row, const char *kind)
+{
+    return VorlString_iFindSubString(kind, row.name) != nullptr;
+}
+
+// Given as the prefix map of the plug-in instances in use. A plug-in property name is one of the
+// map's prefixes, a '.', and a public or private suffix of a row of that prefix's kind: the
+// names are recognised by their parts, through a hash index of the prefixes, and composed (the
+// tables of DDS_PropertyQosPolicy_populatePluginProperties) only when an unknown name needs a
+// suggestion. A policy with thousands of plug-in instances would otherwise have tens of names
+// composed per instance, and indexed, to look up a few.
+class PrefixMapPluginNames final : public PluginNames {
+public:
+    explicit PrefixMapPluginNames(const DDS_TagSeq *map) : map_(map)
+    {
+        static_assert(PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT <= 16, "a row set is 16 bits");
+        const DDS_Long length = DDS_TagSeq_get_length(map);
+        count_ = length > 0 ? static_cast<size_t>(length) : 0;
+        tags_ = count_ > 0 ? DDS_TagSeq_get_reference(map, 0) : nullptr;
+        for (size_t i = 0; i < count_; ++i) {
+            const size_t nameLength = std::strlen(tags_[i].name);
+            longest_ = nameLength > longest_ ? nameLength : longest_;
+        }
+        size_t capacity = 16;
+        while (capacity < 2 * count_) {
+            capacity *= 2;
+        }
+        if (count_ > 0xFFFFFFFEu) {
+            return;   // positions are kept in 32 bits: scan instead
+        }
+        slots_ = static_cast<Slot *>(ZynHeap_allocateZeroed(capacity, sizeof(Slot)));
+        if (slots_ == nullptr) {
+            return;   // scan instead: the answer does not depend on memory
+        }
+        mask_ = capacity - 1;
+        for (size_t i = 0; i < count_; ++i) {
+            uint64_t state = kSeed;
+            for (const char *c = tags_[i].name; *c != '\0'; ++c) {
+                state = step(state, static_cast<unsigned char>(*c));
+            }
+            const uint32_t hash = finish(state);
+            size_t at = hash & mask_;
+            while (slots_[at].positionPlusOne != 0) {
+                at = (at + 1) & mask_;
+            }
+            slots_[at] = Slot{hash, static_cast<uint32_t>(i + 1)};
+        }
+    }
+    ~PrefixMapPluginNames() override
+    {
+        ZynHeap_free(slots_);
+        releaseTables();
+    }
+    PrefixMapPluginNames(const PrefixMapPluginNames &) = delete;
+    PrefixMapPluginNames &operator=(const PrefixMapPluginNames &) = delete;
+
+    bool contains(const char *name, uint64_t) const override
+    {
+        // Every '.' within the longest prefix's length splits the name into a candidate prefix
+        // and suffix; the prefix's hash grows character by character, so a name costs one pass.
+        uint64_t state = kSeed;
+        for (size_t at = 0; name[at] != '\0' && at <= longest_; ++at) {
+            if (name[at] == '.' && splitMatches(name, at, finish(state))) {
+                return true;
+            }
+            state = step(state, static_cast<unsigned char>(name[at]));
+        }
+        return false;
+    }
+
+    const char *const *publicTable() override
+    {
+        if (public_ == nullptr && !failed_) {
+            failed_ = !propqos_internal::pluginNameTables(map_, &public_, &private_, &publicSize_,
+                                                          &privateSize_);
+        }
+        return failed_ ? nullptr : public_;
+    }
+
+private:
+    struct Slot {
+        uint32_t hash;
+        uint32_t positionPlusOne;   // 0: empty
+    };
+    static constexpr uint64_t kSeed = 0xCBF29CE484222325ull;
+    static uint64_t step(uint64_t state, unsigned char c) { return (state ^ c) * 0x100000001B3ull; }
+    static uint32_t finish(uint64_t state)
+    {
+        state ^= state >> 33;
+        state *= 0xFF51AFD7ED558CCDull;
+        state ^= state >> 33;
+        return static_cast<uint32_t>(state);
+    }
+
+    // Whether name[0, at) is a prefix of the map (name[at] being '.') whose kind has the suffix
+    // after the '.'. Every entry of that name is tried: one prefix may be mapped more than once.
+    bool splitMatches(const char *name, size_t at, uint32_t hash) const
+    {
+        const char *suffix = name + at + 1;
+        if (slots_ == nullptr) {
+            for (size_t i = 0; i < count_; ++i) {
+                if (entryMatches(tags_[i], name, at, suffix)) {
+                    return true;
+                }
+            }
+            return false;
+        }
+        for (size_t probe = hash & mask_; slots_[probe].positionPlusOne != 0;
+             probe = (probe + 1) & mask_) {
+            if (slots_[probe].hash == hash &&
+                entryMatches(tags_[slots_[probe].positionPlusOne - 1], name, at, suffix)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool entryMatches(const DDS_Tag &entry, const char *name, size_t at, const char *suffix) const
+    {
+        return std::strncmp(entry.name, name, at) == 0 && entry.name[at] == '\0' &&
+               kindHasSuffix(entry.value, suffix);
+    }
+
+    bool kindHasSuffix(const char *kind, const char *suffix) const
+    {
+        if (kind == nullptr) {
+            return false;
+        }
+        // Consecutive properties are mostly of one instance: the rows of the last kind are kept.
+        if (lastKind_ == nullptr || std::strcmp(lastKind_, kind) != 0) {
+            lastRows_ = 0;
+            for (int row = 0; row < PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT; ++row) {
+                if (rowWithinKind(PROPERTY_VALID_PLUGIN_PROPERTIES[row], kind)) {
+                    lastRows_ |= static_cast<uint16_t>(1u << row);
+                }
+            }
+            lastKind_ = kind;
+        }
+        for (int row = 0; row < PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT; ++row) {
+            if ((lastRows_ >> row & 1u) == 0) {
+                continue;
+            }
+            const PROPERTYPluginProperty &plugin = PROPERTY_VALID_PLUGIN_PROPERTIES[row];
+            for (auto [names, size] : {std::pair{plugin.publicProperties, plugin.publicPropertiesSize},
+                                             std::pair{plugin.privateProperties, plugin.privatePropertiesSize}}) {
+                for (int i = 0; i < size; ++i) {
+                    if (names[i][0] == suffix[0] && std::strcmp(names[i], suffix) == 0) {
+                        return true;
+                    }
+                }
+            }
+        }
+        return false;
+    }
+
+    void releaseTables()
+    {
+        for (auto [names, size] : {std::pair{public_, publicSize_}, std::pair{private_, privateSize_}}) {
+            for (int i = 0; names != nullptr && i < size; ++i) {
+                if (names[i] != nullptr) {
+                    DDS_String_free(names[i]);
+                }
+            }
+            ZynOsapiHeap_freeArray(names);
+        }
+    }
+
+    const DDS_TagSeq *map_;
+    const DDS_Tag *tags_ = nullptr;
+    size_t count_ = 0;
+    size_t longest_ = 0;
+    Slot *slots_ = nullptr;
+    size_t mask_ = 0;
+    mutable const char *lastKind_ = nullptr;
+    mutable uint16_t lastRows_ = 0;
+    // The composed tables, once asked for; slots past the last one filled stay null when the
+    // builder stops early.
+    char **public_ = nullptr;
+    char **private_ = nullptr;
+    int publicSize_ = 1;
+    int privateSize_ = 1;
+    bool failed_ = false;
+};
+
+// The name tables one entity is checked against.
 struct KnownNames {
     NameSet publicNames;
     NameSet privateNames;
-    NameSet pluginPublicNames;
-    NameSet pluginPrivateNames;
+    PluginNames &pluginNames;
 };
 
 // Hands over an unexpected name at the level the action gives it; returns the check's result.
@@ -132,9 +344,12 @@ int reportUnexpected(Findings &findings, DDS_PropertyQosPolicyValidationAction a
 // The check of one prefix against prepared tables: the body of
 // DDS_PropertyQosPolicy_validateEntityPropertyNames, shared with the per-entity check so that
 // the tables are indexed once per entity rather than once per prefix.
+// A plug-in public table that cannot be had is a failure when `unavailableIsFailure` (the
+// per-entity check composes it here); otherwise it is the caller's absent table.
 int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
                 const KnownNames &known, const DDS_StringSeq *omittedPrefixes,
-                DDS_PropertyQosPolicyValidationAction validationAction, Findings &findings)
+                DDS_PropertyQosPolicyValidationAction validationAction, Findings &findings,
+                bool unavailableIsFailure)
 {
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
@@ -157,28 +372,30 @@ int checkPrefix(const DDS_PropertyQosPolicy *inputProperty, const char *prefix,
         }
         const char *name = property->name;
         const uint64_t hash = NameIndex::hashOf(name);
+        // Every test below only lets the property pass: their order changes no answer.
         if (DDS_PropertyQosPolicy_isPrefixOmitted(name, omittedPrefixes) ||
-            known.privateNames.contains(name, hash) ||
-            known.pluginPrivateNames.contains(name, hash) ||
-            DDS_PropertyQosPolicy_isPropertyIgnored(name)) {
+            known.privateNames.contains(name, hash) || DDS_PropertyQosPolicy_isPropertyIgnored(name) ||
+            known.publicNames.contains(name, hash) || known.pluginNames.contains(name, hash)) {
             continue;
         }
         // A known name needs no distance: only an unknown one is measured for its suggestion.
-        if (known.publicNames.contains(name, hash) || known.pluginPublicNames.contains(name, hash)) {
-            continue;
-        }
         DDS_Long index = 0;
         DDS_Long distance = INT_MAX;
         VorlString_validateName(&index, &distance, name, known.publicNames.table(), 1);
         const char *suggestion = known.publicNames.table()[index];
-        if (known.pluginPublicNames.table() != nullptr) {
+        const char *const *pluginPublic = known.pluginNames.publicTable();
+        if (pluginPublic == nullptr && unavailableIsFailure) {
+            ZYN_LOG_IN(kPerEntityFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
+                       "plugin properties");
+            return 0;
+        }
+        if (pluginPublic != nullptr) {
             DDS_Long pluginIndex = 0;
             DDS_Long pluginDistance = INT_MAX;
-            VorlString_validateName(&pluginIndex, &pluginDistance, name,
-                                    known.pluginPublicNames.table(), 1);
+            VorlString_validateName(&pluginIndex, &pluginDistance, name, pluginPublic, 1);
             // On a tie the entity's own name is the better hint.
             if (pluginDistance < distance) {
-                suggestion = known.pluginPublicNames.table()[pluginIndex];
+                suggestion = pluginPublic[pluginIndex];
             }
         }
         // The first unknown name stops this prefix: one report per prefix is enough to act on.
@@ -196,28 +413,15 @@ int validateNamesPerEntity(const DDS_PropertyQosPolicy *inputProperty, DDS_Entit
                            DDS_PropertyQosPolicyValidationAction validationAction,
                            Findings &findings)
 {
-    // The plug-in name tables and omitted prefixes of this validation. Slots past the last one
-    // filled stay null when the builder stops early.
-    char **publicNames = nullptr;
-    char **privateNames = nullptr;
-    int publicSize = 1;
-    int privateSize = 1;
+    // The plug-in prefix map and omitted prefixes of this validation; the plug-in name tables
+    // are composed from the map only if an unknown name needs a suggestion.
+    DDS_TagSeq prefixMap = DDS_SEQUENCE_INITIALIZER;
     DDS_StringSeq omittedPrefixes = DDS_SEQUENCE_INITIALIZER;
     const ScopeExit release([&] {
-        for (auto [names, size] : {std::pair{publicNames, publicSize},
-                                   std::pair{privateNames, privateSize}}) {
-            for (int i = 0; names != nullptr && i < size; ++i) {
-                if (names[i] != nullptr) {
-                    DDS_String_free(names[i]);
-                }
-            }
-            ZynOsapiHeap_freeArray(names);
-        }
+        DDS_TagSeq_finalize(&prefixMap);
         DDS_StringSeq_finalize(&omittedPrefixes);
     });
-    if (!DDS_PropertyQosPolicy_populatePluginProperties(&publicNames, &privateNames, &publicSize,
-                                                        &privateSize, &omittedPrefixes,
-                                                        inputProperty, entityKind)) {
+    if (!pluginPrefixMap(&prefixMap, &omittedPrefixes, inputProperty, entityKind)) {
         ZYN_LOG_IN(kPerEntityFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
                    "plugin properties");
         return 0;
@@ -229,11 +433,11 @@ int validateNamesPerEntity(const DDS_PropertyQosPolicy *inputProperty, DDS_Entit
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
     }
-    const KnownNames known{NameSet(tables.publicNames), NameSet(tables.privateNames),
-                           NameSet(publicNames), NameSet(privateNames)};
+    PrefixMapPluginNames pluginNames(&prefixMap);
+    const KnownNames known{NameSet(tables.publicNames), NameSet(tables.privateNames), pluginNames};
     for (const char *const *prefix = tables.prefixes; (*prefix)[0] != '\0'; ++prefix) {
-        if (!checkPrefix(inputProperty, *prefix, known, &omittedPrefixes,
-                         validationAction, findings)) {
+        if (!checkPrefix(inputProperty, *prefix, known, &omittedPrefixes, validationAction,
+                         findings, true)) {
             return 0;
         }
     }
@@ -270,11 +474,12 @@ int DDS_PropertyQosPolicy_validateEntityPropertyNames(
     if (validationAction == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP) {
         return 1;
     }
+    TablePluginNames pluginNames(validPublicPluginPropertyNames, validPrivatePluginPropertyNames);
     const KnownNames known{NameSet(validPublicPropertyNames), NameSet(validPrivatePropertyNames),
-                           NameSet(validPublicPluginPropertyNames),
-                           NameSet(validPrivatePluginPropertyNames)};
+                           pluginNames};
     propqos_internal::LoggedFindings logged(kPerPrefixFunction);
-    return checkPrefix(inputProperty, prefix, known, omittedPrefixes, validationAction, logged);
+    return checkPrefix(inputProperty, prefix, known, omittedPrefixes, validationAction, logged,
+                       false);
 }
 
 int DDS_PropertyQosPolicy_validate_plugin_property_suffixes(

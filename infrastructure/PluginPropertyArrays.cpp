@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kPluginRows = PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT;
 // The writer of one entry's names files its entries under its own name.
+constexpr const char kPopulateFunction[] = "DDS_PropertyQosPolicy_populatePluginProperties";
 constexpr const char kPerPluginFunction[] =
     "DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin";
 
@@ -73,6 +74,122 @@ bool writeNames(char **array, int *index, const char *prefix, const char *const 
 
 }  // namespace
 
+namespace propqos_internal {
+
+int pluginPrefixMap(DDS_TagSeq *prefixMap, DDS_StringSeq *omittedPrefixes,
+                    const DDS_PropertyQosPolicy *inputProperty, DDS_EntityKind_t entityKind)
+{
+    // One entry per plug-in instance: sized for one instance of every known kind.
+    if (!DDS_TagSeq_set_maximum(prefixMap, kPluginRows)) {
+        ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum prefixMap");
+        return 0;
+    }
+
+    // The sources run in this order because the sub-transport scan must see the loaded plug-ins
+    // and only them.
+    switch (entityKind) {
+    case DDS_PARTICIPANT_ENTITY_KIND:
+        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(prefixMap,
+                                                                          omittedPrefixes,
+                                                                          inputProperty)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "Plugin Names per load_plugin");
+            return 0;
+        }
+        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(prefixMap,
+                                                                          omittedPrefixes,
+                                                                          inputProperty)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "Plugin Names per subtransport");
+            return 0;
+        }
+        if (!DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(prefixMap)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "Builtin plugin properties");
+            return 0;
+        }
+        if (!DDS_PropertyQosPolicy_populateFlowControllerPrefixes(prefixMap, inputProperty)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "Flow Controller properties");
+            return 0;
+        }
+        break;
+    case DDS_DATAWRITER_ENTITY_KIND:
+        if (!DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(prefixMap, inputProperty)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "Writer History properties");
+            return 0;
+        }
+        break;
+    default:
+        break;
+    }
+    return 1;
+}
+
+int pluginNameTables(const DDS_TagSeq *prefixMap, char ***validPublicProperties,
+                     char ***validPrivateProperties, int *publicPropertiesSize,
+                     int *privatePropertiesSize)
+{
+    // Counted first so that each array is allocated once, at its exact size.
+    const DDS_Long entryCount = DDS_TagSeq_get_length(prefixMap);
+    for (DDS_Long i = 0; i < entryCount; ++i) {
+        const DDS_Tag *entry = DDS_TagSeq_get_reference(prefixMap, i);
+        if (entry == nullptr) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
+                       "reference from prefixMap");
+            return 0;
+        }
+        if (!DDS_PropertyQosPolicy_getValidPluginPropertiesSize(publicPropertiesSize,
+                                                                privatePropertiesSize, entry->value)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
+                       "plugin properties array size");
+            return 0;
+        }
+    }
+
+    ZynOsapiHeap_allocateArray(validPublicProperties, *publicPropertiesSize, sizeof(char *));
+    if (*validPublicProperties == nullptr) {
+        ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd,
+                   *publicPropertiesSize, static_cast<int>(sizeof(char *)));
+        return 0;
+    }
+    ZynOsapiHeap_allocateArray(validPrivateProperties, *privatePropertiesSize, sizeof(char *));
+    if (*validPrivateProperties == nullptr) {
+        ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd,
+                   *privatePropertiesSize, static_cast<int>(sizeof(char *)));
+        return 0;
+    }
+
+    int publicIndex = 0;
+    int privateIndex = 0;
+    for (DDS_Long i = 0; i < entryCount; ++i) {
+        const DDS_Tag *entry = DDS_TagSeq_get_reference(prefixMap, i);
+        if (entry == nullptr) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s,
+                       "reference from prefixMap");
+            return 0;
+        }
+        if (!DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(
+                *validPublicProperties, *validPrivateProperties, &publicIndex, &privateIndex,
+                entry)) {
+            ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                       "plugin properties");
+            return 0;
+        }
+    }
+
+    if (!DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(
+            *validPublicProperties, *validPrivateProperties, &publicIndex, &privateIndex)) {
+        ZYN_LOG_IN(kPopulateFunction, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s,
+                   "Empty string at the end of arrays");
+        return 0;
+    }
+    return 1;
+}
+
+}  // namespace propqos_internal
+
 extern "C" {
 
 int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties,
@@ -88,99 +205,13 @@ int DDS_PropertyQosPolicy_populatePluginProperties(char ***validPublicProperties
     ZYN_PRECONDITION(ZYN_IS_NULL(omittedPrefixes), return 0);
     ZYN_PRECONDITION(ZYN_IS_NULL(inputProperty), return 0);
 
-    // One entry per plug-in instance: sized for one instance of every known kind.
     DDS_TagSeq prefixMap = DDS_SEQUENCE_INITIALIZER;
     const ScopeExit finalizeMap([&] { DDS_TagSeq_finalize(&prefixMap); });
-    if (!DDS_TagSeq_set_maximum(&prefixMap, kPluginRows)) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum prefixMap");
-        return 0;
-    }
-
-    // The sources run in this order because the sub-transport scan must see the loaded plug-ins
-    // and only them.
-    switch (entityKind) {
-    case DDS_PARTICIPANT_ENTITY_KIND:
-        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerLoadedPlugin(&prefixMap,
-                                                                          omittedPrefixes,
-                                                                          inputProperty)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Names per load_plugin");
-            return 0;
-        }
-        if (!DDS_PropertyQosPolicy_populatePluginPrefixesPerSubtransport(&prefixMap,
-                                                                          omittedPrefixes,
-                                                                          inputProperty)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Plugin Names per subtransport");
-            return 0;
-        }
-        if (!DDS_PropertyQosPolicy_populateBuiltinTransportPluginPrefixes(&prefixMap)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Builtin plugin properties");
-            return 0;
-        }
-        if (!DDS_PropertyQosPolicy_populateFlowControllerPrefixes(&prefixMap, inputProperty)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Flow Controller properties");
-            return 0;
-        }
-        break;
-    case DDS_DATAWRITER_ENTITY_KIND:
-        if (!DDS_PropertyQosPolicy_populateWriterHistoryPrefixes(&prefixMap, inputProperty)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Writer History properties");
-            return 0;
-        }
-        break;
-    default:
-        break;
-    }
-
-    // Counted first so that each array is allocated once, at its exact size.
-    const DDS_Long entryCount = DDS_TagSeq_get_length(&prefixMap);
-    for (DDS_Long i = 0; i < entryCount; ++i) {
-        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap, i);
-        if (entry == nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
-            return 0;
-        }
-        if (!DDS_PropertyQosPolicy_getValidPluginPropertiesSize(publicPropertiesSize,
-                                                                privatePropertiesSize, entry->value)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "plugin properties array size");
-            return 0;
-        }
-    }
-
-    ZynOsapiHeap_allocateArray(validPublicProperties, *publicPropertiesSize, sizeof(char *));
-    if (*validPublicProperties == nullptr) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd,
-                *publicPropertiesSize, static_cast<int>(sizeof(char *)));
-        return 0;
-    }
-    ZynOsapiHeap_allocateArray(validPrivateProperties, *privatePropertiesSize, sizeof(char *));
-    if (*validPrivateProperties == nullptr) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd,
-                *privatePropertiesSize, static_cast<int>(sizeof(char *)));
-        return 0;
-    }
-
-    int publicIndex = 0;
-    int privateIndex = 0;
-    for (DDS_Long i = 0; i < entryCount; ++i) {
-        const DDS_Tag *entry = DDS_TagSeq_get_reference(&prefixMap, i);
-        if (entry == nullptr) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_GET_FAILURE_s, "reference from prefixMap");
-            return 0;
-        }
-        if (!DDS_PropertyQosPolicy_populateValidPluginPropertiesPerPlugin(
-                *validPublicProperties, *validPrivateProperties, &publicIndex, &privateIndex,
-                entry)) {
-            ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "plugin properties");
-            return 0;
-        }
-    }
-
-    if (!DDS_PropertyQosPolicy_addEndOfValidPluginPropertiesArray(
-            *validPublicProperties, *validPrivateProperties, &publicIndex, &privateIndex)) {
-        ZYN_LOG(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ADD_FAILURE_s, "Empty string at the end of arrays");
-        return 0;
-    }
-    return 1;
+    return propqos_internal::pluginPrefixMap(&prefixMap, omittedPrefixes, inputProperty,
+                                             entityKind) &&
+           propqos_internal::pluginNameTables(&prefixMap, validPublicProperties,
+                                              validPrivateProperties, publicPropertiesSize,
+                                              privatePropertiesSize);
 }
 
 int DDS_PropertyQosPolicy_getValidPluginPropertiesSize(int *publicPropertiesSize,

@@ -21,6 +21,15 @@ namespace propqos_internal {
 // ends in the failure of its composition rather than in a crash.
 inline size_t lengthOf(const char *text) { return text != nullptr ? std::strlen(text) : 0; }
 
+// The two halves of DDS_PropertyQosPolicy_populatePluginProperties, with its entries: the prefix
+// map of the plug-in instances in use (and the omitted prefixes), then the name tables composed
+// from it. Validation composes the tables only when an unknown name needs a suggestion.
+int pluginPrefixMap(DDS_TagSeq *prefixMap, DDS_StringSeq *omittedPrefixes,
+                    const DDS_PropertyQosPolicy *inputProperty, DDS_EntityKind_t entityKind);
+int pluginNameTables(const DDS_TagSeq *prefixMap, char ***validPublicProperties,
+                     char ***validPrivateProperties, int *publicPropertiesSize,
+                     int *privatePropertiesSize);
+
 }  // namespace propqos_internal
 #endif
 

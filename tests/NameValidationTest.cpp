@@ -1,4 +1,5 @@
 // Property-name validation per entity, per prefix and per plug-in, and its three predicates.
+#include <set>
 #include <string>
 
 #include "infrastructure/PropertyQosPolicyInternal.h"
@@ -64,7 +65,7 @@ TEST_F(NameValidationTest, ActionsDecideWhatAnUnknownNameDoes)
                               "dds.transport.UDPv4.builtin.socket.send_buffer_size", kScope}));
     EXPECT_EQ(validate(policy, PARTICIPANT, EXCEPTION), 0);
     expectReport(ZYN_LOG_LEVEL_ERROR, participantTypo, "dds.participant.index");
-    // SKIP checks nothing, yet the plug-in tables are still built (and released: the fixture
+    // SKIP checks nothing, yet the plug-in prefix map is still built (and released: the fixture
     // checks the heap). An action that is none of the three refuses silently.
     const long allocationsBefore = ZynHeap_getAllocationCount();
     EXPECT_EQ(validate(policy, PARTICIPANT, SKIP), 1);
@@ -190,6 +191,78 @@ TEST_F(NameValidationTest, PluginSuffixCheck)
     ScopedPolicy privateOnly{{"tls.private_key", "k"}};
     EXPECT_EQ(check(privateOnly, prefix, none, nullptr, EXCEPTION), 0);
     EXPECT_EQ(log.count(kUnexpected), 1u) << log.dump();
+}
+
+// The per-entity check knows a plug-in name by its parts (a prefix of the plug-in map, '.', a
+// suffix of that entry's kind) without composing the names: it must accept exactly the names
+// that DDS_PropertyQosPolicy_populatePluginProperties composes, over every way an entry comes
+// in (loaded, an extending kind, a sub-transport, built in, a prefix mapped to two kinds, flow
+// controllers).
+TEST_F(NameValidationTest, PluginNamesAreExactlyTheComposedOnes)
+{
+    ScopedPolicy policy{
+        {"dds.transport.load_plugins",
+         "dds.transport.UDPv4_WAN.w1, dds.transport.relay.r1, dds.transport.shmem.builtin"},
+        {"dds.transport.UDPv4_WAN.w1.create_function", "ZynTransportUdpv4Wan_create"},
+        {"dds.transport.relay.r1.create_function", "ZynTransportRelay_create"},
+        {"dds.transport.relay.r1.subtransport", "TCPv4"},
+        {"dds.transport.shmem.builtin.create_function", "ZynTransportUdpv4_create"},
+        {"dds.flow_controller.token_bucket.fc1.scheduling", "EDF"},
+        {"dds.flow_controller.token_bucket.fc2.bucket.period", "1"}};
+    ASSERT_EQ(validate(policy, PARTICIPANT, EXCEPTION), 1) << log.dump();
+    char **open = nullptr, **secret = nullptr;
+    int openSize = 1, secretSize = 1;
+    std::set<std::string> composed;
+    {
+        ScopedStrings omitted;
+        ASSERT_EQ(DDS_PropertyQosPolicy_populatePluginProperties(
+                      &open, &secret, &openSize, &secretSize, &omitted.seq, &policy, PARTICIPANT), 1);
+    }
+    for (auto [names, size] : {std::pair{open, openSize}, std::pair{secret, secretSize}}) {
+        for (int i = 0; i < size; ++i) {
+            composed.insert(names[i]);
+            DDS_String_free(names[i]);
+        }
+        ZynOsapiHeap_freeArray(names);
+    }
+    composed.erase("");
+    ASSERT_GT(composed.size(), 100u);
+    for (const std::string &name : composed) {
+        for (const std::string &candidate : {name, name + "_", lower(name)}) {
+            if ((candidate != name && composed.count(candidate) > 0) ||
+                DDS_PropertyQosPolicyHelper_lookup_property(&policy, candidate.c_str()) != nullptr) {
+                continue;   // already decided, or a setting of the policy itself
+            }
+            ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&policy, candidate.c_str(), "1", 0),
+                      DDS_RETCODE_OK);
+            EXPECT_EQ(validate(policy, PARTICIPANT, EXCEPTION), candidate == name ? 1 : 0) << candidate;
+            DDS_PropertyQosPolicyHelper_remove_property(&policy, candidate.c_str());
+        }
+    }
+
+    // An unknown name is told the closest composed name: the tables are composed for it. With
+    // memory short at any point the check fails, reports the shortage and releases everything
+    // (the fixture checks the heap).
+    const char *typo = "dds.flow_controller.token_bucket.fc2.bucket.perod";
+    DDS_PropertyQosPolicyHelper_add_property(&policy, typo, "1", 0);
+    EXPECT_EQ(validate(policy, PARTICIPANT, EXCEPTION), 0);
+    expectReport(ZYN_LOG_LEVEL_ERROR, typo, "dds.flow_controller.token_bucket.fc2.bucket.period");
+    bool shortageOfTables = false;
+    for (long k = 0;; ++k) {
+        log.clear();
+        const long attempts = ZynHeap_getAllocationCount();
+        {
+            FailAfter armed(k);
+            EXPECT_EQ(DDS_PropertyQosPolicy_validate_property_names_per_entity(&policy, PARTICIPANT,
+                                                                               EXCEPTION), 0);
+        }
+        if (ZynHeap_getAllocationCount() - attempts <= k) {
+            break;
+        }
+        EXPECT_EQ(log.count(kUnexpected), 0u) << "allocation " << k << " refused";
+        shortageOfTables = log.contains(ZYN_LOG_LEVEL_ERROR, "ZYN_LOG_GET_FAILURE_s", {"plugin properties"});
+    }
+    EXPECT_TRUE(shortageOfTables) << "the last allocation refused is the tables'";
 }
 
 }  // namespace
