@@ -814,10 +814,13 @@ int runCheck(const CheckOptions &options)
     FindingList &list = findings.list();
     if (options.format == "sarif") {
         Corrections corrections(set);
-        out(sarifLog(list, [&](const Finding &f) {
-            const Qos *refusedIn = nullptr;
-            return corrections.of(f, &refusedIn);
-        }));
+        sarifLog(
+            list,
+            [&](const Finding &f) {
+                const Qos *refusedIn = nullptr;
+                return corrections.of(f, &refusedIn);
+            },
+            [](std::string_view piece) { out(piece); });
     } else {
         out(textReport(list, options, options.files.size(), set.profileCount(),
                        set.participantCount(), qosChecked));

@@ -66,7 +66,7 @@ void redactElement(const SourceFile &source, pugi::xml_node element, std::vector
 
 int runRedact(const std::string &file)
 {
-    const std::unique_ptr<SourceFile> source = SourceFile::load(file, true);
+    const std::unique_ptr<SourceFile> source = SourceFile::load(file, KeepBytes::Yes);
 
     std::vector<Edit> edits;
     // Every element with a confidential <name>, wherever it sits, not only the <element>s of

@@ -175,6 +175,14 @@ std::string artifactUri(const std::string &path)
 
 std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
 {
+    std::string log;
+    sarifLog(findings, fixOf, [&](std::string_view piece) { log.append(piece); });
+    return log;
+}
+
+void sarifLog(const FindingList &findings, const FixFinder &fixOf,
+              const std::function<void(std::string_view)> &write)
+{
     Json rulesJson = Json::array();
     for (const Rule &rule : rules()) {
         // "unknown-property" -> "UnknownProperty", the form rule names take.
@@ -194,20 +202,44 @@ std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
                           {"defaultConfiguration", {{"level", levelName(rule.level)}}}});
         rulesJson.push_back(std::move(entry));
     }
-    std::vector<std::optional<Edit>> edits;
+    std::vector<std::pair<std::size_t, Edit>> edits; // by finding, in order
     Columns columns;
-    for (const Finding &f : findings) {
-        edits.push_back(f.file != nullptr ? fixOf(f) : std::nullopt);
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        const Finding &f = findings[i];
         if (f.file != nullptr && f.offset > 0) {
             columns.want(f.file, static_cast<std::size_t>(f.offset) - 1);
         }
-        if (edits.back()) {
-            columns.want(f.file, edits.back()->begin);
-            columns.want(f.file, edits.back()->end);
+        if (std::optional<Edit> edit = f.file != nullptr ? fixOf(f) : std::nullopt) {
+            columns.want(f.file, edit->begin);
+            columns.want(f.file, edit->end);
+            edits.emplace_back(i, std::move(*edit));
         }
     }
     columns.compute();
-    Json results = Json::array();
+
+    Json driver = {{"name", "propqos"}, {"version", PROPQOS_VERSION}};
+    if (std::string uri = informationUri(); !uri.empty()) {
+        driver["informationUri"] = std::move(uri);
+    }
+    driver["rules"] = std::move(rulesJson);
+    // The log is written around an empty result list, each result put in as it is made: the
+    // results of a large input are never held together.
+    const Json log = {
+        {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
+        {"version", "2.1.0"},
+        {"runs", Json::array({{{"tool",
+                                {{"driver", driver}}},
+                               {"columnKind", "unicodeCodePoints"},
+                               {"results", Json::array()}}})}};
+    const std::string frame = log.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    const std::string_view marker = "\"results\": [";
+    const std::size_t open = frame.find(marker) + marker.size(); // at the "]" of "[]"
+    const std::size_t lineStart = frame.rfind('\n', open) + 1;
+    const std::string outer(frame.find_first_not_of(' ', lineStart) - lineStart, ' ');
+    const std::string inner = outer + "  "; // as the dump indents the items of a list
+    write(std::string_view(frame).substr(0, open));
+    std::string piece;
+    auto edit = edits.begin();
     for (std::size_t i = 0; i < findings.size(); ++i) {
         const Finding &f = findings[i];
         Json result = {{"ruleId", std::string(f.code)}};
@@ -221,31 +253,37 @@ std::string sarifLog(const FindingList &findings, const FixFinder &fixOf)
             result["locations"] =
                 Json::array({{{"physicalLocation", physicalLocation(f, columns)}}});
         }
-        if (const std::optional<Edit> &edit = edits[i]) {
+        if (edit != edits.end() && edit->first == i) {
+            const Edit &e = edit->second;
+            ++edit;
             const Json replacement = {
-                {"deletedRegion", region(*f.file, columns, edit->begin, edit->end)},
-                {"insertedContent", {{"text", edit->text}}}};
+                {"deletedRegion", region(*f.file, columns, e.begin, e.end)},
+                {"insertedContent", {{"text", e.text}}}};
             const Json change = {{"artifactLocation", {{"uri", artifactUri(std::string(f.path))}}},
                                  {"replacements", Json::array({replacement})}};
-            const Json fix = {{"description", {{"text", "Replace with \"" + edit->text + "\""}}},
+            const Json fix = {{"description", {{"text", "Replace with \"" + e.text + "\""}}},
                               {"artifactChanges", Json::array({change})}};
             result["fixes"] = Json::array({fix});
         }
-        results.push_back(std::move(result));
+        // Indented as the item of the list it is (JSON strings hold no line break).
+        piece += i == 0 ? "\n" : ",\n";
+        piece += inner;
+        for (const char c : result.dump(2, ' ', false, Json::error_handler_t::replace)) {
+            piece += c;
+            if (c == '\n') {
+                piece += inner;
+            }
+        }
+        if (piece.size() >= (1u << 16)) {
+            write(piece);
+            piece.clear();
+        }
     }
-    Json driver = {{"name", "propqos"}, {"version", PROPQOS_VERSION}};
-    if (std::string uri = informationUri(); !uri.empty()) {
-        driver["informationUri"] = std::move(uri);
+    if (!findings.empty()) {
+        piece += "\n" + outer;
     }
-    driver["rules"] = std::move(rulesJson);
-    const Json log = {
-        {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
-        {"version", "2.1.0"},
-        {"runs", Json::array({{{"tool",
-                                {{"driver", driver}}},
-                               {"columnKind", "unicodeCodePoints"},
-                               {"results", results}}})}};
-    return log.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    write(piece);
+    write(std::string_view(frame).substr(open));
 }
 
 } // namespace propqos::cli

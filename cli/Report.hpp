@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -23,6 +24,9 @@ nlohmann::ordered_json findingObject(const Finding &finding);
 
 // One SARIF log with one run: the tool, its rules, and a result per finding.
 std::string sarifLog(const FindingList &findings, const FixFinder &fixOf);
+// The same, handed to `write` in pieces as the results are made.
+void sarifLog(const FindingList &findings, const FixFinder &fixOf,
+              const std::function<void(std::string_view)> &write);
 
 // A path as a URI reference: relative to the working directory when it is below it, a file:
 // URI otherwise; bytes outside the unreserved set percent-encoded.

@@ -555,7 +555,7 @@ void checkNames(const SourceFile &source)
 
 } // namespace
 
-std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepBytes)
+std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, KeepBytes keep)
 {
     std::unique_ptr<SourceFile> source(new SourceFile());
     source->path_ = path == "-" ? "<stdin>" : path;
@@ -635,6 +635,13 @@ std::unique_ptr<SourceFile> SourceFile::load(const std::string &path, bool keepB
     std::memcpy(buffer, decoded.data(), size);
     source->base_ = buffer;
     source->size_ = size;
+    if (keep == KeepBytes::WhenAsked && S_ISREG(status.st_mode) && path != "-") {
+        source->rereadable_ = true;
+        source->readSize_ = bytes.size();
+        source->readHash_ = std::hash<std::string_view>()(bytes);
+    }
+    const bool keepBytes =
+        keep == KeepBytes::Yes || (keep == KeepBytes::WhenAsked && !source->rereadable_);
     if (keepBytes) {
         source->converted_ = std::move(converted);
     }
@@ -776,6 +783,7 @@ std::vector<std::size_t> SourceFile::originalOffsets(const std::vector<std::size
         return out;
     }
     // Walk the bytes once, counting the UTF-8 bytes each character decodes to.
+    readAgain();
     std::size_t at = bomSize_, produced = 0;
     for (std::size_t d : decoded) {
         while (produced < d && at < bytes_.size()) {
@@ -803,8 +811,28 @@ std::vector<std::size_t> SourceFile::originalOffsets(const std::vector<std::size
     return out;
 }
 
+void SourceFile::readAgain() const
+{
+    if (!rereadable_) {
+        return;
+    }
+    struct stat status;
+    std::string bytes = readAll(path_, status);
+    if (bytes.size() != readSize_ || std::hash<std::string_view>()(bytes) != readHash_) {
+        throw InputError(path_ + ": error: the file changed while it was being checked");
+    }
+    if (encoding_ != Encoding::Utf8) {
+        Fault storage;
+        Fault *fault = nullptr;
+        converted_ = decode(bytes, encoding_, bomSize_, fault, storage);
+    }
+    bytes_ = std::move(bytes);
+    rereadable_ = false;
+}
+
 std::string_view SourceFile::text() const
 {
+    readAgain();
     return encoding_ == Encoding::Utf8 ? std::string_view(bytes_).substr(bomSize_)
                                        : std::string_view(converted_);
 }

@@ -34,19 +34,30 @@ struct UsageError : std::runtime_error {
 
 enum class Encoding { Utf8, Utf16LE, Utf16BE, Latin1, Windows1252 };
 
+// What becomes of a file's bytes once it is parsed: dropped, kept, or read again from the file
+// when first asked for (edits that are seldom made; standard input, which cannot be read again,
+// is kept).
+enum class KeepBytes { No, Yes, WhenAsked };
+
 class SourceFile
 {
 public:
     // Reads, decodes and parses `path`. UTF-8, UTF-16 (by its byte-order mark or its first
     // characters) and a declared ISO-8859-1 are read; text that XML forbids (control
     // characters, bytes that are not of the encoding, references to such characters) is an error
-    // at its place. With `keepBytes` the file's bytes stay available unchanged in bytes().
+    // at its place. Unless `keep` is No the file's bytes are available unchanged in bytes().
     // Throws InputError.
-    static std::unique_ptr<SourceFile> load(const std::string &path, bool keepBytes = false);
+    static std::unique_ptr<SourceFile> load(const std::string &path,
+                                            KeepBytes keep = KeepBytes::No);
 
     const std::string &path() const { return path_; }
     const pugi::xml_document &document() const { return document_; }
-    const std::string &bytes() const { return bytes_; }
+    // Throws InputError when bytes read again are not those parsed.
+    const std::string &bytes() const
+    {
+        readAgain();
+        return bytes_;
+    }
     Encoding encoding() const { return encoding_; }
     // Identity of the file on disk, to read a file given twice only once.
     unsigned long long device() const { return device_; }
@@ -66,7 +77,7 @@ public:
 
     // The offsets in bytes() of ascending offsets of the decoded text.
     std::vector<std::size_t> originalOffsets(const std::vector<std::size_t> &decoded) const;
-    // With `keepBytes`: the text as read, decoded to UTF-8, before the parser rewrote it.
+    // The text as read, decoded to UTF-8, before the parser rewrote it.
     std::string_view text() const;
     // ASCII text in the file's encoding.
     std::string encodeAscii(std::string_view text) const;
@@ -79,8 +90,13 @@ private:
     std::size_t size_ = 0;
     // Offset of the first byte of each line: 32 bits, half the table of a file of short lines.
     std::vector<std::uint32_t> lineStarts_;
-    std::string bytes_;
-    std::string converted_;
+    void readAgain() const;
+    mutable std::string bytes_;
+    mutable std::string converted_;
+    // KeepBytes::WhenAsked: the bytes are to be read again, and must then be these.
+    mutable bool rereadable_ = false;
+    std::size_t readSize_ = 0;
+    std::size_t readHash_ = 0;
     Encoding encoding_ = Encoding::Utf8;
     std::size_t bomSize_ = 0;
     unsigned long long device_ = 0, inode_ = 0;

@@ -394,7 +394,7 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
         }
         std::unique_ptr<SourceFile> file;
         try {
-            file = SourceFile::load(paths[i], keepText);
+            file = SourceFile::load(paths[i], keepText ? KeepBytes::WhenAsked : KeepBytes::No);
         } catch (const InputError &e) {
             // One file the tool cannot read does not keep it from the others.
             Finding f;
