@@ -326,7 +326,8 @@ private:
             f.actual = static_cast<std::int32_t>(v.actual);
             f.limit = static_cast<std::int32_t>(v.limit);
             findings_.add(std::move(f),
-                          keyOf("resource-limit", node.internal_object(), limitName, v.actual), qos.profile);
+                          keyOf("resource-limit", node.internal_object(), limitName, v.actual),
+                          qos.profile);
         }
         if (report.violations.empty()) {
             findings_.add(finding(qos, *owner, node, Level::Error, "resource-limit",

@@ -305,7 +305,9 @@ int runDiff(const DiffOptions &options)
         all.insert(all.end(), c.refused.begin(), c.refused.end());
     }
     const auto before_ = [](std::uint32_t fileA, std::ptrdiff_t atA, std::uint32_t fileB,
-                            std::ptrdiff_t atB) { return fileA != fileB ? fileA < fileB : atA < atB; };
+                            std::ptrdiff_t atB) {
+        return fileA != fileB ? fileA < fileB : atA < atB;
+    };
     std::stable_sort(all.begin(), all.end(), [&](const Finding &a, const Finding &b) {
         return before_(a.fileIndex, a.offset, b.fileIndex, b.offset);
     });

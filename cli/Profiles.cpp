@@ -289,8 +289,9 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         }
         // Composition: <base_name><element>Lib::A</element>...</base_name>, applied in order.
         std::string scratch;
-        if (const pugi::xml_node list = kind == RecordKind::QosProfile ? childNamed(node, "base_name")
-                                                                 : pugi::xml_node()) {
+        const pugi::xml_node list =
+            kind == RecordKind::QosProfile ? childNamed(node, "base_name") : pugi::xml_node();
+        if (list) {
             for (pugi::xml_node e = list.first_child(); e; e = e.next_sibling()) {
                 if (e.type() == pugi::node_element && localName(e) == "element") {
                     std::string_view text = textOf(e, scratch);
@@ -317,7 +318,8 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
             continue;
         }
         // A library's members, named "Library::Member".
-        const RecordKind kind = tag == "qos_library" ? RecordKind::QosProfile : RecordKind::Participant;
+        const RecordKind kind =
+            tag == "qos_library" ? RecordKind::QosProfile : RecordKind::Participant;
         const char *member = kind == RecordKind::QosProfile ? "qos_profile" : "domain_participant";
         if (tag != "qos_library" && tag != "domain_participant_library") {
             continue;
@@ -642,7 +644,8 @@ void ProfileSet::resolve(Findings &findings)
             p.duplicate = true;
             const Profile &first = profiles_[it->second];
             findings.add(findingAt(p, p.node, Level::Error, "duplicate-profile",
-                            p.noun() + (" " + quoted(p.qualified)) + " is defined again (first at " +
+                            p.noun() + (" " + quoted(p.qualified)) +
+                                " is defined again (first at " +
                                 escaped(first.file->where(first.node)) +
                                 "); this definition is ignored"));
         }
@@ -678,6 +681,18 @@ void ProfileSet::resolve(Findings &findings)
         }
         if (isExternal(name, from, kind)) {
             return nullptr;
+        }
+        // A participant's base is a participant; its QoS name their base profiles.
+        if (kind == RecordKind::Participant) {
+            if (find(name, RecordKind::QosProfile) != nullptr) {
+                findings.add(findingAt(from, node, Level::Error, "missing-base",
+                                       "base participant " + quoted(name) + " of " +
+                                           quoted(from.qualified) +
+                                           " is a QoS profile, not a participant (a "
+                                           "participant's QoS names its base profile with "
+                                           "base_name on <domain_participant_qos>)"));
+                return nullptr;
+            }
         }
         // A base in a library none of the files holds is most likely one the middleware ships;
         // a missing profile of a library that is here is a mistake.

@@ -50,8 +50,8 @@ const std::vector<Rule> &rules()
          "is in an encoding other than UTF-8, UTF-16 or ISO-8859-1, or its root is not <dds>. "
          "The other files are still checked; the exit status is 2. Cannot be disabled."},
         {"no-profiles", Level::Warning, "File without any QoS profile",
-         "A DDS-XML file with no <qos_profile>, under <dds> or a <qos_library>: nothing in it "
-         "was checked."},
+         "A DDS-XML file with no <qos_profile>, under <dds> or a <qos_library>, and no "
+         "<domain_participant> of a <domain_participant_library>: nothing in it was checked."},
         {"unknown-rule", Level::Warning, "Ignore comment naming no rule",
          "A <!-- propqos: ignore RULE --> comment names a rule that does not exist (a misspelt "
          "code): it silences nothing. The rules it names that exist still apply."},

@@ -421,8 +421,11 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
             f.level = Level::Warning;
             f.code = "no-profiles";
             const std::string other = otherLayout(source->document().document_element());
-            f.message = "no QoS profile in this file" +
-                        (other.empty() ? " (<qos_profile> under <dds> or <qos_library>)" : other);
+            f.message = "no QoS profile or participant in this file" +
+                        (other.empty() ? " (<qos_profile> under <dds> or <qos_library>, "
+                                         "<domain_participant> under "
+                                         "<domain_participant_library>)"
+                                       : other);
             findings.add(std::move(f));
         }
     }
