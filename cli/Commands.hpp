@@ -80,6 +80,8 @@ ProfileSet loadProfiles(const std::vector<std::string> &paths, Findings &finding
 
 // "path:line[:column]: level: message [code]", with how many more profiles inherit it.
 std::string formatFinding(const Finding &f);
+// " (inherited by N more profiles ...; where it is an error)" when others inherit it.
+std::string inheritance(const Finding &f);
 // The finding as a JSON object.
 std::string findingJson(const Finding &f);
 

@@ -248,7 +248,8 @@ void sarifLog(const FindingList &findings, const FixFinder &fixOf,
             result["ruleIndex"] = rule - rules().data();
         }
         result["level"] = levelName(f.level);
-        result["message"] = {{"text", unescaped(f.text())}};
+        // With what inheritance adds: where a raised level comes from.
+        result["message"] = {{"text", unescaped(f.text() + inheritance(f))}};
         if (!f.path.empty()) {
             result["locations"] =
                 Json::array({{{"physicalLocation", physicalLocation(f, columns)}}});
