@@ -220,7 +220,8 @@ void applyRuleControl(FindingList &findings, const std::vector<std::string> &dis
             f.file = file.get();
             f.path = file->path();
             const auto index = fileIndex.find(file.get());
-            f.fileIndex = index == fileIndex.end() ? SIZE_MAX : index->second;
+            f.fileIndex = index == fileIndex.end() ? UINT32_MAX
+                                                   : static_cast<std::uint32_t>(index->second);
             f.line = file->lineOf(offset);
             // The offset of a comment is that of its text; the finding's, that of "<!--" + 1.
             f.offset = offset >= 3 ? offset - 3 : offset;
