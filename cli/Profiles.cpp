@@ -269,7 +269,8 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         }
         return name;
     };
-    const auto record = [&](pugi::xml_node node, std::string_view library, RecordKind kind) {
+    const auto record = [&](pugi::xml_node node, std::string_view library, RecordKind kind,
+                            bool standalone = false) {
         const std::string_view name = named(node);
         if (name.empty()) {
             return;
@@ -281,9 +282,12 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
         profile.node = node;
         profile.library = library;
         profile.kind = kind;
+        profile.standalone = standalone;
         profile.qualified = library.empty() ? std::string(name)
                                             : std::string(library) + "::" + std::string(name);
-        const std::string_view base = trimmed(node.attribute("base_name").value());
+        // A lone QoS's base_name is that of its QoS, taken with the QoS.
+        const std::string_view base =
+            standalone ? std::string_view() : trimmed(node.attribute("base_name").value());
         if (!base.empty()) {
             baseNames_.push_back({profile.index, base, node});
         }
@@ -329,8 +333,14 @@ bool ProfileSet::add(std::unique_ptr<SourceFile> file, std::size_t fileIndex)
             continue;
         }
         for (pugi::xml_node node = child.first_child(); node; node = node.next_sibling()) {
-            if (node.type() == pugi::node_element && localName(node) == member) {
+            if (node.type() != pugi::node_element) {
+                continue;
+            }
+            if (localName(node) == member) {
                 record(node, library, kind);
+            } else if (kind == RecordKind::QosProfile && qosEntity(localName(node))) {
+                // A named QoS beside the profiles, a base for QoS of its kind as "Lib::Name".
+                record(node, library, kind, true);
             }
         }
     }
@@ -352,7 +362,12 @@ const Profile *ProfileSet::find(std::string_view qualified) const
 
 std::size_t ProfileSet::profileCount() const
 {
-    return byName_[static_cast<int>(RecordKind::QosProfile)].size();
+    // A QoS written alone in a library is counted with the QoS, not as a profile.
+    std::size_t count = 0;
+    for (const auto &named : byName_[static_cast<int>(RecordKind::QosProfile)]) {
+        count += profiles_[named.second].standalone ? 0 : 1;
+    }
+    return count;
 }
 
 std::size_t ProfileSet::participantCount() const
@@ -808,6 +823,13 @@ void ProfileSet::resolve(Findings &findings)
     // A profile has a default QoS of an entity when it writes one or one of its bases has one;
     // bases come first in this walk. A participant has its own QoS only; its writers' and
     // readers' are endpoints, read below.
+    // The QoS elements of a record: a profile's or participant's children, or a lone QoS.
+    const auto firstQosNode = [](const Profile &p) {
+        return p.standalone ? p.node : p.node.first_child();
+    };
+    const auto nextQosNode = [](const Profile &p, pugi::xml_node node) {
+        return p.standalone ? pugi::xml_node() : node.next_sibling();
+    };
     const auto ownQos = [](const Profile &p, pugi::xml_node child) -> std::optional<Entity> {
         const std::optional<Entity> e =
             child.type() == pugi::node_element ? qosEntity(localName(child)) : std::nullopt;
@@ -830,7 +852,7 @@ void ProfileSet::resolve(Findings &findings)
                 continue;
             }
             std::array<bool, 3> mine{};
-            for (pugi::xml_node child = p->node.first_child(); child; child = child.next_sibling()) {
+            for (pugi::xml_node child = firstQosNode(*p); child; child = nextQosNode(*p, child)) {
                 if (const std::optional<Entity> e = ownQos(*p, child)) {
                     mine[static_cast<int>(*e)] = true;
                 }
@@ -858,7 +880,7 @@ void ProfileSet::resolve(Findings &findings)
         // A profile has one participant QoS; writer and reader QoS are told apart by name.
         pugi::xml_node firstParticipant;
         std::unordered_map<std::string_view, pugi::xml_node> names;
-        for (pugi::xml_node child = p.node.first_child(); child; child = child.next_sibling()) {
+        for (pugi::xml_node child = firstQosNode(p); child; child = nextQosNode(p, child)) {
             const std::optional<Entity> e = ownQos(p, child);
             if (!e) {
                 continue; // topic, publisher and subscriber QoS carry no property list
@@ -892,7 +914,7 @@ void ProfileSet::resolve(Findings &findings)
             // line.
             const bool isDefault = qos == p.slot[static_cast<int>(*e)];
             std::string label;
-            if (*e != Entity::Participant || !isDefault) {
+            if (!p.standalone && (*e != Entity::Participant || !isDefault)) {
                 label = *name != '\0' ? quoted(name) : std::string();
                 if (*filter != '\0') {
                     label += (label.empty() ? "" : " ") + ("for topics " + quoted(filter));

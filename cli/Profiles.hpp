@@ -309,6 +309,9 @@ struct Profile {
     std::uint32_t fileIndex = 0;
     std::uint32_t index = 0;     // among the set's profiles
     bool duplicate = false;      // a later definition of a name already defined
+    // A QoS element written directly in a library (<qos_library><datawriter_qos name=...>):
+    // a record of one QoS, which is `node` itself.
+    bool standalone = false;
     RecordKind kind = RecordKind::QosProfile;
     const char *noun() const { return kind == RecordKind::QosProfile ? "profile" : "participant"; }
 };
