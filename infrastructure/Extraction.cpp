@@ -12,6 +12,8 @@ using propqos_platform::StringCarver;
 
 constexpr const char *kSecurityPrefix = "dds.sec.";
 constexpr size_t kPrefixCapacity = 1023;
+constexpr const char kPrefixName[] = "prefix";
+constexpr const char *kEngineFunction = "DDS_PropertyQosPolicyHelper_get_propertiesI";
 
 inline unsigned char lower(unsigned char c)
 {
@@ -20,10 +22,36 @@ inline unsigned char lower(unsigned char c)
 
 // A name is selected when the prefix occurs at its very start. Comparing only the prefix's
 // length gives the same answer as searching for the first occurrence, without scanning the rest.
-bool beginsWith(const char *name, const char *prefix, size_t prefixLength, bool ignoreCase)
+// `roomKnown`: the name comes from the module's allocator (the source owns its strings), whose
+// header gives the room it may be read in; the prefix is then compared a word at a time.
+bool beginsWith(const char *name, const char *prefix, size_t prefixLength, bool ignoreCase,
+                bool roomKnown = false)
 {
     if (name == nullptr) {
         return false;
+    }
+    if (!ignoreCase && roomKnown) {
+        const uint32_t room = propqos_platform::headerOf(name).room;
+        if (room != UINT32_MAX) {
+            if (room < prefixLength) {
+                return false;   // the name is shorter than the prefix
+            }
+            size_t at = 0;
+            for (; at + 8 <= prefixLength; at += 8) {
+                uint64_t left, right;
+                std::memcpy(&left, name + at, sizeof left);
+                std::memcpy(&right, prefix + at, sizeof right);
+                if (left != right) {
+                    return false;
+                }
+            }
+            for (; at < prefixLength; ++at) {
+                if (name[at] != prefix[at]) {
+                    return false;
+                }
+            }
+            return true;
+        }
     }
     if (!ignoreCase) {
         return std::strncmp(name, prefix, prefixLength) == 0;
@@ -110,21 +138,17 @@ void measure(size_t length, size_t &strings, size_t &characters)
     }
 }
 
-}  // namespace
-
-extern "C" {
-
-DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQosPolicy *policy,
-                                                             DDS_PropertySeq *properties,
-                                                             const char *name_prefix,
-                                                             const char *functionName,
-                                                             int keepPrefix, int ignoreCase,
-                                                             int appendToDst)
+// The engine. The strings of its copies are carved by `carver`, in a block reserved with room
+// for `extraStrings` strings of `extraCharacters` characters more, which the caller carves after.
+DDS_ReturnCode_t extract(const DDS_PropertyQosPolicy *policy, DDS_PropertySeq *properties,
+                         const char *name_prefix, const char *functionName, int keepPrefix,
+                         int ignoreCase, int appendToDst, StringCarver &carver,
+                         size_t extraStrings, size_t extraCharacters)
 {
-    ZYN_PRECONDITION(ZYN_IS_NULL(policy), return DDS_RETCODE_BAD_PARAMETER);
-    ZYN_PRECONDITION(ZYN_IS_NULL(properties), return DDS_RETCODE_BAD_PARAMETER);
-    ZYN_PRECONDITION(ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
-    ZYN_PRECONDITION(aliasesPolicy(properties, policy), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(policy), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(properties), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(name_prefix), return DDS_RETCODE_BAD_PARAMETER);
+    ZYN_PRECONDITION_IN(kEngineFunction, aliasesPolicy(properties, policy), return DDS_RETCODE_BAD_PARAMETER);
 
     const DDS_PropertySeq *source = &policy->value;
     DDS_Long maximum = DDS_PropertySeq_get_maximum(properties);
@@ -144,6 +168,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
     DDS_Long length = DDS_PropertySeq_get_length(properties);
     size_t prefixLength = std::strlen(name_prefix);
     const size_t skip = keepPrefix ? 0 : prefixLength;
+    const bool ownedSource = DDS_PropertySeq_has_ownership(source) != 0;
 
     // The strings of every copy made below, carved from one block: a first pass over what the
     // loop will select and can hold measures them, and notes which of the first kNoted elements
@@ -152,20 +177,17 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
     constexpr DDS_Long kNoted = 4096;
     uint64_t selected[kNoted / 64];
     DDS_Long noted = 0;   // elements [0, noted) were matched by the first pass
-    StringCarver carver;
     {
-        size_t strings = 0, characters = 0;
+        size_t strings = extraStrings, characters = extraCharacters;
         DDS_Long room = appendToDst ? count : maximum - length;
         for (DDS_Long i = 0; i < count && room > 0; ++i) {
             if (i % 64 == 0 && i < kNoted) {
                 selected[i / 64] = 0;
             }
-            const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
-            if (propertySrc == nullptr) {
-                break;   // the loop below reports it
-            }
-            const bool match =
-                beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0);
+            // Within the length of a sequence that has one: the element is there.
+            const DDS_Property_t *propertySrc = source->_contiguous_buffer + i;
+            const bool match = beginsWith(propertySrc->name, name_prefix, prefixLength,
+                                          ignoreCase != 0, ownedSource);
             if (i < kNoted) {
                 selected[i / 64] |= static_cast<uint64_t>(match) << (i % 64);
                 noted = i + 1;
@@ -187,9 +209,9 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
             continue;   // found present and not selected by the first pass
         }
         const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
-        ZYN_PRECONDITION(ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
-        if (i >= noted &&
-            !beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0)) {
+        ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
+        if (i >= noted && !beginsWith(propertySrc->name, name_prefix, prefixLength,
+                                      ignoreCase != 0, ownedSource)) {
             continue;
         }
         if (length == maximum) {
@@ -210,13 +232,29 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQ
             return DDS_RETCODE_ERROR;
         }
         DDS_Property_t *propertyDst = DDS_PropertySeq_get_reference(properties, length - 1);
-        ZYN_PRECONDITION(ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
+        ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
         if (copySelected(propertyDst, propertySrc, skip, carver) == nullptr) {
             ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "copy");
             return DDS_RETCODE_ERROR;
         }
     }
     return DDS_RETCODE_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_propertiesI(const DDS_PropertyQosPolicy *policy,
+                                                             DDS_PropertySeq *properties,
+                                                             const char *name_prefix,
+                                                             const char *functionName,
+                                                             int keepPrefix, int ignoreCase,
+                                                             int appendToDst)
+{
+    StringCarver carver;
+    return extract(policy, properties, name_prefix, functionName, keepPrefix, ignoreCase,
+                   appendToDst, carver, 0, 0);
 }
 
 DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties(const DDS_PropertyQosPolicy *policy,
@@ -255,9 +293,12 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_ERROR, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "'.' to the prefix name");
         return DDS_RETCODE_ERROR;
     }
-    DDS_ReturnCode_t result = DDS_PropertyQosPolicyHelper_get_propertiesI(
-        policy, properties, prefix, "DDS_PropertyQosPolicyHelper_get_properties_without_prefix", 0,
-        ignore_case, 0);
+    // The prefix entry's two strings are carved from the engine's block.
+    const size_t entryLength = std::strlen(prefix);
+    StringCarver carver;
+    DDS_ReturnCode_t result = extract(policy, properties, prefix,
+                                      "DDS_PropertyQosPolicyHelper_get_properties_without_prefix", 0,
+                                      ignore_case, 0, carver, 2, sizeof kPrefixName - 1 + entryLength);
     if (properties == nullptr) {
         return result;
     }
@@ -274,11 +315,11 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_get_properties_without_prefix(
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "Prefix property");
         return result;
     }
-    entry->name = DDS_String_dup("prefix");
+    entry->name = carver.carve(kPrefixName, sizeof kPrefixName - 1);
     if (entry->name == nullptr) {
         ZYN_LOG_TEXT(ZYN_LOG_LEVEL_WARNING, ZYN_LOG_FAILED_TO_ADD_TEMPLATE, "Name of the prefix property");
     } else {
-        entry->value = DDS_String_dup(prefix);
+        entry->value = carver.carve(prefix, entryLength);
         if (entry->value != nullptr) {
             return result;
         }

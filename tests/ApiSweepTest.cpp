@@ -140,7 +140,7 @@ std::vector<Row> rows()
          "0", "1", {kMaximum, kCopy}},
         {"get_properties_without_prefix", {},
          CALL_THEN(DDS_PropertyQosPolicyHelper_get_properties_without_prefix(e.p.get(), e.seq.get(), "dds.flow_controller.token_bucket.fc1", 1), text(e.seq.size())),
-         "0 2", std::nullopt, {kMaximum, kCopy, "4 ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE Prefix property", "4 ZYN_LOG_FAILED_TO_ADD_TEMPLATE Name of the prefix property", "4 ZYN_LOG_FAILED_TO_ADD_TEMPLATE Value of the prefix property"}},
+         "0 2", std::nullopt, {kMaximum, kCopy, "4 ZYN_LOG_FAILED_TO_ALLOCATE_TEMPLATE Prefix property", "4 ZYN_LOG_FAILED_TO_ADD_TEMPLATE Name of the prefix property"}},
         {"getTrustPluginsProperties", {},
          [](Env &e) { VorlActivityContext context{0xffffffffu}; VorlWorker worker{"sweep", &context};
                       const long r = DDS_PropertyQosPolicyHelper_getTrustPluginsProperties(e.p.get(), e.seq.get(), "dds.sec.auth", &worker);
