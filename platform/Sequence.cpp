@@ -94,13 +94,12 @@ size_t notedLength(char *const &slot)
     return static_cast<size_t>(note);
 }
 
-// Copies of `name` and `value` (either may be null) carved from one block; false on
-// exhaustion, with nothing left allocated.
-bool copyPair(char *&nameOut, char *&valueOut, const char *name, const char *value)
+// Copies of `name` and `value` (either may be null; the lengths of those that are not) carved
+// from one block; false on exhaustion, with nothing left allocated.
+bool copyPair(char *&nameOut, char *&valueOut, const char *name, size_t nameLength,
+              const char *value, size_t valueLength)
 {
     nameOut = valueOut = nullptr;
-    const size_t nameLength = name != nullptr ? std::strlen(name) : 0;
-    const size_t valueLength = value != nullptr ? std::strlen(value) : 0;
     size_t count = 0, characters = 0;
     for (auto [string, length] : {std::pair{name, nameLength}, std::pair{value, valueLength}}) {
         if (string != nullptr && StringCarver::shared(length)) {
@@ -125,7 +124,10 @@ bool copyPair(char *&nameOut, char *&valueOut, const char *name, const char *val
 struct NewStrings {
     char *name = nullptr;
     char *value = nullptr;
-    bool make(const char *n, const char *v) { return copyPair(name, value, n, v); }
+    bool make(const char *n, size_t nLength, const char *v, size_t vLength)
+    {
+        return copyPair(name, value, n, nLength, v, vLength);
+    }
     ~NewStrings()
     {
         StringRelease release;
@@ -436,13 +438,16 @@ struct Sequence {
     // Appends a name/value element (property or tag) holding copies of both strings.
     template <typename Element>
     static DDS_ReturnCode_t addPair(Seq *self, Element **element, const char *name,
-                                    const char *value)
+                                    const char *value, size_t nameLength = SIZE_MAX,
+                                    size_t valueLength = SIZE_MAX)
     {
         if (!usable(self) || name == nullptr || value == nullptr) {
             return DDS_RETCODE_BAD_PARAMETER;
         }
         NewStrings strings;
-        if (!strings.make(name, value) || !makeRoomForOne(self)) {
+        if (!strings.make(name, nameLength != SIZE_MAX ? nameLength : std::strlen(name), value,
+                          valueLength != SIZE_MAX ? valueLength : std::strlen(value)) ||
+            !makeRoomForOne(self)) {
             return DDS_RETCODE_OUT_OF_RESOURCES;
         }
         Element &slot = self->_contiguous_buffer[self->_length];
@@ -488,7 +493,57 @@ DDS_UnsignedLong nextCompared(const DDS_PropertySeq *seq, DDS_UnsignedLong from,
     return from;
 }
 
+// Whether two strings of `length` characters end alike: names of one length mostly differ in
+// their last word, and the test needs no call.
+inline bool sameEnd(const char *left, const char *right, size_t length)
+{
+    if (length < 8) {
+        return true;
+    }
+    uint64_t a, b;
+    std::memcpy(&a, left + length - 8, sizeof a);
+    std::memcpy(&b, right + length - 8, sizeof b);
+    return a == b;
+}
+
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// The index of the element named `name` (of `length` characters) in a usable sequence, or the
+// length when there is none.
+DDS_UnsignedLong findName(const DDS_PropertySeq *self, const char *name, size_t length)
+{
+    const DDS_Property_t *buffer = self->_contiguous_buffer;
+    DDS_UnsignedLong found = self->_length;
+    if (self->_owned) {
+        // The strings of an owning sequence come from the module's allocator, whose header gives
+        // each one's room (saturated only past 4 GiB): a name with less room than `name` has
+        // characters, or without its terminator at that length, is of another length and is
+        // passed over without comparing characters (names share long dotted prefixes).
+        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
+            const char *candidate = buffer[i].name;
+            if (candidate != nullptr) {
+                const uint32_t room = propqos_platform::headerOf(candidate).room;
+                if (room != UINT32_MAX ? room >= length && candidate[length] == '\0' &&
+                                             sameEnd(candidate, name, length) &&
+                                             std::memcmp(candidate, name, length) == 0
+                                       : std::strcmp(candidate, name) == 0) {
+                    found = i;
+                    break;
+                }
+            }
+        }
+    } else {
+        // Lent storage may hold strings from anywhere.
+        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
+            const char *candidate = buffer[i].name;
+            if (candidate != nullptr && candidate[0] == name[0] && std::strcmp(candidate, name) == 0) {
+                found = i;
+                break;
+            }
+        }
+    }
+    return found;
+}
 
 }  // namespace
 
@@ -546,7 +601,8 @@ DDS_Property_t *DDS_PropertySeq_copy_element(DDS_Property_t *dst, const DDS_Prop
         return dst;
     }
     DDS_Property_t fresh{};
-    if (!copyPair(fresh.name, fresh.value, src->name, src->value)) {
+    if (!copyPair(fresh.name, fresh.value, src->name, src->name != nullptr ? std::strlen(src->name) : 0,
+                  src->value, src->value != nullptr ? std::strlen(src->value) : 0)) {
         return nullptr;
     }
     fresh.propagate = src->propagate;
@@ -565,7 +621,9 @@ DDS_Property_t *DDS_PropertySeq_copy_property_without_prefix(DDS_Property_t *dst
         return nullptr;
     }
     DDS_Property_t fresh{};
-    if (!copyPair(fresh.name, fresh.value, src->name + std::strlen(prefix), src->value)) {
+    const char *name = src->name + std::strlen(prefix);
+    if (!copyPair(fresh.name, fresh.value, name, std::strlen(name), src->value,
+                  src->value != nullptr ? std::strlen(src->value) : 0)) {
         return nullptr;
     }
     fresh.propagate = src->propagate;
@@ -595,36 +653,7 @@ DDS_Long DDS_PropertySeq_lookup_element_index(const DDS_PropertySeq *self, const
     if (!PropertySeq::usable(self) || name == nullptr) {
         return -1;
     }
-    const DDS_Property_t *buffer = self->_contiguous_buffer;
-    DDS_UnsignedLong found = self->_length;
-    if (self->_owned) {
-        // The strings of an owning sequence come from the module's allocator, whose header gives
-        // each one's room (saturated only past 4 GiB): a name with less room than `name` has characters, or without its
-        // terminator at that length, is of another length and is passed over without comparing
-        // characters (names share long dotted prefixes).
-        const size_t length = std::strlen(name);
-        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
-            const char *candidate = buffer[i].name;
-            if (candidate != nullptr) {
-                const uint32_t room = propqos_platform::headerOf(candidate).room;
-                if (room != UINT32_MAX ? room >= length && candidate[length] == '\0' &&
-                                             std::memcmp(candidate, name, length) == 0
-                                       : std::strcmp(candidate, name) == 0) {
-                    found = i;
-                    break;
-                }
-            }
-        }
-    } else {
-        // Lent storage may hold strings from anywhere.
-        for (DDS_UnsignedLong i = 0; i < self->_length; ++i) {
-            const char *candidate = buffer[i].name;
-            if (candidate != nullptr && candidate[0] == name[0] && std::strcmp(candidate, name) == 0) {
-                found = i;
-                break;
-            }
-        }
-    }
+    const DDS_UnsignedLong found = findName(self, name, std::strlen(name));
     if (found == self->_length) {
         return -1;
     }
@@ -640,14 +669,16 @@ DDS_ReturnCode_t DDS_PropertySeq_assert_element(DDS_PropertySeq *self, DDS_Prope
     if (!PropertySeq::usable(self) || name == nullptr || value == nullptr) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    DDS_Property_t *existing = DDS_PropertySeq_lookup_element(self, name);
-    if (existing == nullptr) {
-        return DDS_PropertySeq_add_element(self, element, name, value);
+    const size_t nameLength = std::strlen(name);
+    const size_t length = std::strlen(value);
+    const DDS_UnsignedLong index = findName(self, name, nameLength);
+    if (index == self->_length) {
+        return PropertySeq::addPair(self, element, name, value, nameLength, length);
     }
+    DDS_Property_t *existing = &self->_contiguous_buffer[index];
     // A value that fits in the room of the string already held is written over it: replacing
     // a setting with one of about the same size is the common case and needs no allocation. A
     // much shorter one gets a string of its own, so that the larger one is given back.
-    const size_t length = std::strlen(value);
     const size_t room =
         self->_owned && existing->value != nullptr ? propqos_platform::headerOf(existing->value).room : 0;
     if (self->_owned && existing->value != nullptr && length <= room && room - length <= length + 64) {
