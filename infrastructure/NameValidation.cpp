@@ -167,6 +167,8 @@ public:
             return;   // scan instead: the answer does not depend on memory
         }
         mask_ = capacity - 1;
+        const char *lastKind = nullptr;   // entries of one kind mostly come together
+        uint16_t lastRows = 0;
         for (size_t i = 0; i < count_; ++i) {
             uint64_t state = kSeed;
             for (const char *c = tags_[i].name; *c != '\0'; ++c) {
@@ -177,7 +179,12 @@ public:
             while (slots_[at].positionPlusOne != 0) {
                 at = (at + 1) & mask_;
             }
-            slots_[at] = Slot{hash, static_cast<uint32_t>(i + 1)};
+            const char *kind = tags_[i].value;
+            if (lastKind == nullptr || kind == nullptr || std::strcmp(lastKind, kind) != 0) {
+                lastRows = rowsOfKind(kind);
+                lastKind = kind;
+            }
+            slots_[at] = Slot{hash, static_cast<uint32_t>(i + 1), lastRows};
         }
     }
     ~PrefixMapPluginNames() override
@@ -215,7 +222,19 @@ private:
     struct Slot {
         uint32_t hash;
         uint32_t positionPlusOne;   // 0: empty
+        uint16_t rows;              // the rows of the plug-in table that the entry's kind takes
     };
+
+    static uint16_t rowsOfKind(const char *kind)
+    {
+        uint16_t rows = 0;
+        for (int row = 0; kind != nullptr && row < PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT; ++row) {
+            if (rowWithinKind(PROPERTY_VALID_PLUGIN_PROPERTIES[row], kind)) {
+                rows |= static_cast<uint16_t>(1u << row);
+            }
+        }
+        return rows;
+    }
     static constexpr uint64_t kSeed = 0xCBF29CE484222325ull;
     static uint64_t step(uint64_t state, unsigned char c) { return (state ^ c) * 0x100000001B3ull; }
     static uint32_t finish(uint64_t state)
@@ -233,7 +252,8 @@ private:
         const char *suffix = name + at + 1;
         if (slots_ == nullptr) {
             for (size_t i = 0; i < count_; ++i) {
-                if (entryMatches(tags_[i], name, at, suffix)) {
+                if (prefixMatches(tags_[i], name, at) &&
+                    rowsHaveSuffix(rowsOfKind(tags_[i].value), suffix)) {
                     return true;
                 }
             }
@@ -241,37 +261,24 @@ private:
         }
         for (size_t probe = hash & mask_; slots_[probe].positionPlusOne != 0;
              probe = (probe + 1) & mask_) {
-            if (slots_[probe].hash == hash &&
-                entryMatches(tags_[slots_[probe].positionPlusOne - 1], name, at, suffix)) {
+            const Slot &slot = slots_[probe];
+            if (slot.hash == hash && prefixMatches(tags_[slot.positionPlusOne - 1], name, at) &&
+                rowsHaveSuffix(slot.rows, suffix)) {
                 return true;
             }
         }
         return false;
     }
 
-    bool entryMatches(const DDS_Tag &entry, const char *name, size_t at, const char *suffix) const
+    static bool prefixMatches(const DDS_Tag &entry, const char *name, size_t at)
     {
-        return std::strncmp(entry.name, name, at) == 0 && entry.name[at] == '\0' &&
-               kindHasSuffix(entry.value, suffix);
+        return std::strncmp(entry.name, name, at) == 0 && entry.name[at] == '\0';
     }
 
-    bool kindHasSuffix(const char *kind, const char *suffix) const
+    static bool rowsHaveSuffix(uint16_t rows, const char *suffix)
     {
-        if (kind == nullptr) {
-            return false;
-        }
-        // Consecutive properties are mostly of one instance: the rows of the last kind are kept.
-        if (lastKind_ == nullptr || std::strcmp(lastKind_, kind) != 0) {
-            lastRows_ = 0;
-            for (int row = 0; row < PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT; ++row) {
-                if (rowWithinKind(PROPERTY_VALID_PLUGIN_PROPERTIES[row], kind)) {
-                    lastRows_ |= static_cast<uint16_t>(1u << row);
-                }
-            }
-            lastKind_ = kind;
-        }
         for (int row = 0; row < PROPERTY_VALID_PLUGIN_PROPERTIES_COUNT; ++row) {
-            if ((lastRows_ >> row & 1u) == 0) {
+            if ((rows >> row & 1u) == 0) {
                 continue;
             }
             const PROPERTYPluginProperty &plugin = PROPERTY_VALID_PLUGIN_PROPERTIES[row];
@@ -305,8 +312,6 @@ private:
     size_t longest_ = 0;
     Slot *slots_ = nullptr;
     size_t mask_ = 0;
-    mutable const char *lastKind_ = nullptr;
-    mutable uint16_t lastRows_ = 0;
     // The composed tables, once asked for; slots past the last one filled stay null when the
     // builder stops early.
     char **public_ = nullptr;
