@@ -99,21 +99,23 @@ void replaceString(const DDS_PropertySeq *sequence, char *&slot, char *fresh)
     slot = fresh;
 }
 
-// The copy of one selected property, its strings carved by `carver`: what
+// The copy of one selected property, its strings (of the lengths given, SIZE_MAX: to be
+// measured) carved by `carver`: what
 // DDS_PropertySeq_copy_element (skip 0) or DDS_PropertySeq_copy_property_without_prefix (skip:
 // the prefix's length) make, without an allocation per string. Null on exhaustion, with the
 // destination as it was.
 DDS_Property_t *copySelected(DDS_Property_t *dst, const DDS_Property_t *src, size_t skip,
-                             StringCarver &carver)
+                             StringCarver &carver, size_t nameLength, size_t valueLength)
 {
     const char *name = src->name + skip;
-    char *nameCopy = carver.carve(name, std::strlen(name));
+    char *nameCopy = carver.carve(name, nameLength != SIZE_MAX ? nameLength : std::strlen(name));
     if (nameCopy == nullptr) {
         return nullptr;
     }
     char *valueCopy = nullptr;
     if (src->value != nullptr &&
-        (valueCopy = carver.carve(src->value, std::strlen(src->value))) == nullptr) {
+        (valueCopy = carver.carve(src->value, valueLength != SIZE_MAX ? valueLength
+                                                                      : std::strlen(src->value))) == nullptr) {
         DDS_String_free(nameCopy);
         return nullptr;
     }
@@ -170,72 +172,83 @@ DDS_ReturnCode_t extract(const DDS_PropertyQosPolicy *policy, DDS_PropertySeq *p
     const size_t skip = keepPrefix ? 0 : prefixLength;
     const bool ownedSource = DDS_PropertySeq_has_ownership(source) != 0;
 
-    // The strings of every copy made below, carved from one block: a first pass over what the
-    // loop will select and can hold measures them, and notes which of the first kNoted elements
-    // it found selected, so that the loop does not match them again. Without the block, each
-    // string gets its own.
-    constexpr DDS_Long kNoted = 4096;
-    uint64_t selected[kNoted / 64];
-    DDS_Long noted = 0;   // elements [0, noted) were matched by the first pass
-    {
-        size_t strings = extraStrings, characters = extraCharacters;
-        DDS_Long room = appendToDst ? count : maximum - length;
-        for (DDS_Long i = 0; i < count && room > 0; ++i) {
-            if (i % 64 == 0 && i < kNoted) {
-                selected[i / 64] = 0;
-            }
+    // The source is taken in windows of kWindow elements. A first pass over a window finds what
+    // the loop below will select in it and can hold, and the lengths of the strings to copy; the
+    // loop then copies them into one block carved for the window, reading each string once more
+    // while it is still in cache, without measuring or matching it again. The last window's
+    // block is the caller's `carver`, with room for the extra strings; the others have their own.
+    constexpr DDS_Long kWindow = 256;
+    uint64_t selected[kWindow / 64];
+    size_t nameLengths[kWindow];
+    size_t valueLengths[kWindow];
+    DDS_Long room = appendToDst ? count : maximum - length;   // selections the output can take
+    if (count == 0) {
+        carver.reserve(extraStrings, extraCharacters);
+    }
+    for (DDS_Long start = 0; start < count; start += kWindow) {
+        const DDS_Long end = count - start > kWindow ? start + kWindow : count;
+        StringCarver own;
+        StringCarver &windowCarver = end == count ? carver : own;
+        size_t strings = end == count ? extraStrings : 0;
+        size_t characters = end == count ? extraCharacters : 0;
+        std::memset(selected, 0, sizeof selected);
+        DDS_Long examined = start;   // [start, examined) went through the first pass
+        for (; examined < end && room > 0; ++examined) {
             // Within the length of a sequence that has one: the element is there.
-            const DDS_Property_t *propertySrc = source->_contiguous_buffer + i;
-            const bool match = beginsWith(propertySrc->name, name_prefix, prefixLength,
-                                          ignoreCase != 0, ownedSource);
-            if (i < kNoted) {
-                selected[i / 64] |= static_cast<uint64_t>(match) << (i % 64);
-                noted = i + 1;
-            }
-            if (!match) {
+            const DDS_Property_t *propertySrc = source->_contiguous_buffer + examined;
+            if (!beginsWith(propertySrc->name, name_prefix, prefixLength, ignoreCase != 0,
+                            ownedSource)) {
                 continue;
             }
             --room;
-            measure(std::strlen(propertySrc->name + skip), strings, characters);
+            const DDS_Long at = examined - start;
+            selected[at / 64] |= uint64_t{1} << (at % 64);
+            nameLengths[at] = std::strlen(propertySrc->name + skip);
+            measure(nameLengths[at], strings, characters);
+            valueLengths[at] = propertySrc->value != nullptr ? std::strlen(propertySrc->value) : 0;
             if (propertySrc->value != nullptr) {
-                measure(std::strlen(propertySrc->value), strings, characters);
+                measure(valueLengths[at], strings, characters);
             }
         }
-        carver.reserve(strings, characters);
-    }
+        windowCarver.reserve(strings, characters);
 
-    for (DDS_Long i = 0; i < count; ++i) {
-        if (i < noted && (selected[i / 64] >> (i % 64) & 1) == 0) {
-            continue;   // found present and not selected by the first pass
-        }
-        const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
-        ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
-        if (i >= noted && !beginsWith(propertySrc->name, name_prefix, prefixLength,
-                                      ignoreCase != 0, ownedSource)) {
-            continue;
-        }
-        if (length == maximum) {
-            if (!appendToDst) {
-                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_WARNING, ZYN_LOG_ANY_FAILURE_s,
-                           "sequence out of space");
-                return DDS_RETCODE_OUT_OF_RESOURCES;
+        for (DDS_Long i = start; i < end; ++i) {
+            const DDS_Long at = i - start;
+            if (i < examined && (selected[at / 64] >> (at % 64) & 1) == 0) {
+                continue;   // found present and not selected by the first pass
             }
-            ++maximum;
-            if (!DDS_PropertySeq_set_maximum(properties, maximum)) {
-                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum");
+            const DDS_Property_t *propertySrc = DDS_PropertySeq_get_reference(source, i);
+            ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertySrc), return DDS_RETCODE_ERROR);
+            if (i >= examined && !beginsWith(propertySrc->name, name_prefix, prefixLength,
+                                             ignoreCase != 0, ownedSource)) {
+                continue;
+            }
+            if (length == maximum) {
+                if (!appendToDst) {
+                    ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_WARNING, ZYN_LOG_ANY_FAILURE_s,
+                               "sequence out of space");
+                    return DDS_RETCODE_OUT_OF_RESOURCES;
+                }
+                ++maximum;
+                if (!DDS_PropertySeq_set_maximum(properties, maximum)) {
+                    ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "maximum");
+                    return DDS_RETCODE_ERROR;
+                }
+            }
+            ++length;
+            if (!DDS_PropertySeq_set_length(properties, length)) {
+                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "length");
                 return DDS_RETCODE_ERROR;
             }
-        }
-        ++length;
-        if (!DDS_PropertySeq_set_length(properties, length)) {
-            ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "length");
-            return DDS_RETCODE_ERROR;
-        }
-        DDS_Property_t *propertyDst = DDS_PropertySeq_get_reference(properties, length - 1);
-        ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
-        if (copySelected(propertyDst, propertySrc, skip, carver) == nullptr) {
-            ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "copy");
-            return DDS_RETCODE_ERROR;
+            DDS_Property_t *propertyDst = DDS_PropertySeq_get_reference(properties, length - 1);
+            ZYN_PRECONDITION_IN(kEngineFunction, ZYN_IS_NULL(propertyDst), return DDS_RETCODE_ERROR);
+            const bool measured = i < examined;
+            if (copySelected(propertyDst, propertySrc, skip, windowCarver,
+                             measured ? nameLengths[at] : SIZE_MAX,
+                             measured ? valueLengths[at] : SIZE_MAX) == nullptr) {
+                ZYN_LOG_IN(functionName, ZYN_LOG_LEVEL_ERROR, ZYN_LOG_ANY_FAILURE_s, "copy");
+                return DDS_RETCODE_ERROR;
+            }
         }
     }
     return DDS_RETCODE_OK;

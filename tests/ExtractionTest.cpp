@@ -107,6 +107,54 @@ TEST_F(ExtractionTest, SelectionByPrefixAndTheEngineSettings)
     EXPECT_EQ(log.size(), 0u) << log.dump();
 }
 
+// Sources larger than the engine's window of work (256 elements), their copies' strings carved
+// per window: the selection, the order, the limit of lent storage and appending onto a full
+// output hold across windows, a value too long to share a block gets its own, and every copied
+// string can be released alone, in any order (the fixture checks the heap).
+TEST_F(ExtractionTest, LargeSourcesAcrossWindowsAndStringsReleasedAlone)
+{
+    ScopedPolicy policy;
+    Texts expected;
+    const std::string longValue(3000, 'v');
+    for (int i = 0; i < 1000; ++i) {
+        const bool selected = i % 3 != 1;
+        const std::string name = (selected ? "app.s" : "other.s") + std::to_string(i);
+        const std::string value = i == 700 ? longValue : "v" + std::to_string(i);
+        DDS_PropertyQosPolicyHelper_add_property(&policy, name.c_str(), value.c_str(), 0);
+        if (selected) {
+            expected.push_back(name + "=" + value);
+        }
+    }
+    ScopedSeq out;
+    ASSERT_EQ(get(&policy, out.get(), "app."), DDS_RETCODE_OK);
+    EXPECT_EQ(contents(out), expected);
+    // Appending onto a full output raises its maximum one element at a time.
+    ASSERT_TRUE(DDS_PropertySeq_set_maximum(out.get(), out.size()));
+    ASSERT_EQ(append(&policy, out.get(), "app."), DDS_RETCODE_OK);
+    Texts twice = expected;
+    twice.insert(twice.end(), expected.begin(), expected.end());
+    EXPECT_EQ(contents(out), twice);
+    EXPECT_EQ(DDS_PropertySeq_get_maximum(out.get()), out.size());
+    for (DDS_Long i = out.size() - 1; i >= 0; i -= 7) {
+        DDS_Property_t *element = DDS_PropertySeq_get_reference(out.get(), i);
+        DDS_String_free(element->value);
+        element->value = DDS_String_dup("replaced");
+    }
+    for (DDS_Long i = 3; i < out.size(); i += 5) {
+        DDS_String_free(DDS_PropertySeq_get_reference(out.get(), i)->name);
+        DDS_PropertySeq_get_reference(out.get(), i)->name = nullptr;
+    }
+
+    // Lent storage too small: the matches up to its end, then the warning.
+    LentSeq lent(300);
+    log.clear();
+    EXPECT_EQ(without(&policy, &lent.seq, "app", 0), DDS_RETCODE_OUT_OF_RESOURCES);
+    const Texts firstOnes = contents(&lent.seq);
+    ASSERT_EQ(firstOnes.size(), 300u);
+    EXPECT_EQ(firstOnes[299], expected[299].substr(4));
+    EXPECT_TRUE(log.contains(ZYN_LOG_LEVEL_WARNING, "ZYN_LOG_ANY_FAILURE_s", {"sequence out of space"}));
+}
+
 TEST_F(ExtractionTest, WithoutPrefixStripsAndEndsWithThePrefixEntry)
 {
     ScopedPolicy policy{{"dds.transport.UDPv4.builtin.parent.message_size_max", "65507"},
