@@ -308,6 +308,7 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
     };
     std::size_t depth = 0;
     bool rootSeen = false;
+    bool doctypeSeen = false;
     bool endTag = false;
     char quote = 0;
     char last = 0; // the last character of a tag outside quotes and blanks
@@ -400,9 +401,10 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
             state = Instruction, i += 2;
             continue;
         } else if (c == '<' && text.compare(i, 9, "<!DOCTYPE") == 0) {
-            if (rootSeen) {
-                deviation(i, "a DOCTYPE after the root element");
+            if (rootSeen || doctypeSeen) {
+                deviation(i, rootSeen ? "a DOCTYPE after the root element" : "a second DOCTYPE");
             }
+            doctypeSeen = true;
             bool declaration = false;
             const std::size_t end = scanDoctype(text, i, declaration);
             if (declaration) {
@@ -428,17 +430,21 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
             state = Tag, quote = 0, last = 0;
             i += endTag ? 2 : 1;
             continue;
+        } else if (c == ']' && text.compare(i, 3, "]]>") == 0) {
+            deviation(i, "\"]]>\" in text (write ]]&gt;)");
         } else if (depth == 0 && c != ' ' && c != '\t' && c != '\r' && c != '\n') {
             deviation(i, rootSeen ? "text after the root element" : "text before the root element");
         }
-        if (c == '&' && i + 1 < text.size() && text[i + 1] != '#') {
+        if (c == '&' && (i + 1 == text.size() || text[i + 1] != '#')) {
             std::size_t k = i + 1;
             while (k < text.size() && k < i + 256 && isNameChar(text[k])) {
                 ++k;
             }
             const std::string_view name = text.substr(i + 1, k - i - 1);
-            if (k < text.size() && text[k] == ';' && !name.empty() && name != "amp" &&
-                name != "lt" && name != "gt" && name != "quot" && name != "apos") {
+            if (k >= text.size() || text[k] != ';' || name.empty()) {
+                deviation(i, "'&' that starts no reference (write &amp;)");
+            } else if (name != "amp" && name != "lt" && name != "gt" && name != "quot" &&
+                       name != "apos") {
                 fault = Fault{i,
                               "reference to entity \"" + std::string(name) +
                                   "\" is not supported (entities are not expanded)",
@@ -483,23 +489,40 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
 // declared prefixes are counted so that each lookup is constant whatever the nesting.
 void checkNames(const SourceFile &source)
 {
+    constexpr std::string_view kXmlNamespace = "http://www.w3.org/XML/1998/namespace";
     const auto fail = [&](pugi::xml_node node, const std::string &message) {
         const std::ptrdiff_t at = node.offset_debug() - 1;
         throw InputError(source.path(), source.lineOf(at), source.columnOf(at),
                          "malformed XML: " + message);
     };
-    std::unordered_map<std::string_view, std::size_t> bound;
+    // Each prefix's namespaces, innermost last; and what to undo on leaving each element.
+    std::unordered_map<std::string_view, std::vector<std::string_view>> bound;
     std::vector<std::pair<std::size_t, std::string_view>> declared; // (depth, prefix)
-    const auto isBound = [&](std::string_view name) {
+    // The namespace of a qualified name's prefix ("" without one); fails on what is no
+    // qualified name or names an undeclared prefix.
+    const auto namespaceOf = [&](pugi::xml_node node, std::string_view name,
+                                 const char *what) -> std::string_view {
         const std::size_t colon = name.find(':');
         if (colon == std::string_view::npos) {
-            return true;
+            return {};
+        }
+        if (colon == 0 || colon + 1 == name.size() ||
+            name.find(':', colon + 1) != std::string_view::npos) {
+            fail(node, std::string(what) + " \"" + escaped(name) + "\" is not a qualified name");
         }
         const std::string_view prefix = name.substr(0, colon);
+        if (prefix == "xml") {
+            return kXmlNamespace;
+        }
         const auto it = bound.find(prefix);
-        return prefix == "xml" || prefix == "xmlns" || (it != bound.end() && it->second > 0);
+        if (prefix == "xmlns" || it == bound.end() || it->second.empty()) {
+            fail(node, "namespace prefix of " + std::string(what) + " \"" + escaped(name) +
+                           "\" is not declared");
+        }
+        return it->second.back();
     };
     std::vector<std::string_view> names;
+    std::vector<std::pair<std::string_view, std::string_view>> expanded; // (namespace, local)
     std::size_t depth = 0;
     pugi::xml_node node = source.document().first_child();
     while (node) {
@@ -508,24 +531,41 @@ void checkNames(const SourceFile &source)
             for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
                 const std::string_view name = a.name();
                 names.push_back(name);
-                if (name.compare(0, 6, "xmlns:") == 0) {
-                    ++bound[name.substr(6)];
-                    declared.emplace_back(depth, name.substr(6));
+                if (name.compare(0, 6, "xmlns:") != 0) {
+                    continue;
                 }
+                const std::string_view prefix = name.substr(6);
+                const std::string_view uri = a.value();
+                if (prefix == "xmlns" || (prefix == "xml") != (uri == kXmlNamespace) ||
+                    uri.empty()) {
+                    fail(node, uri.empty() ? "namespace prefix \"" + escaped(prefix) +
+                                                 "\" declared empty"
+                                           : "namespace prefix \"" + escaped(prefix) +
+                                                 "\" declared for a namespace it cannot have");
+                }
+                bound[prefix].push_back(uri);
+                declared.emplace_back(depth, prefix);
             }
             std::sort(names.begin(), names.end());
             const auto twice = std::adjacent_find(names.begin(), names.end());
             if (twice != names.end()) {
                 fail(node, "attribute \"" + escaped(*twice) + "\" given twice");
             }
-            if (!isBound(node.name())) {
-                fail(node, "namespace prefix of <" + escaped(node.name()) + "> is not declared");
-            }
+            namespaceOf(node, node.name(), "element");
+            // Two prefixes of one namespace make two spellings of one attribute.
+            expanded.clear();
             for (const std::string_view name : names) {
-                if (!isBound(name)) {
-                    fail(node, "namespace prefix of attribute \"" + escaped(name) +
-                                   "\" is not declared");
+                if (name.compare(0, 6, "xmlns:") == 0) {
+                    continue; // a declaration, checked above
                 }
+                const std::string_view uri = namespaceOf(node, name, "attribute");
+                if (!uri.empty()) {
+                    expanded.emplace_back(uri, name.substr(name.find(':') + 1));
+                }
+            }
+            std::sort(expanded.begin(), expanded.end());
+            if (std::adjacent_find(expanded.begin(), expanded.end()) != expanded.end()) {
+                fail(node, "one attribute given twice under two prefixes of its namespace");
             }
             if (node.first_child()) {
                 node = node.first_child();
@@ -536,7 +576,7 @@ void checkNames(const SourceFile &source)
         // Leaving nodes, up to the next sibling: their declarations go out of scope.
         for (;;) {
             while (!declared.empty() && declared.back().first >= depth) {
-                --bound[declared.back().second];
+                bound[declared.back().second].pop_back();
                 declared.pop_back();
             }
             if (node.next_sibling()) {
