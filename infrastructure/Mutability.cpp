@@ -120,12 +120,12 @@ bool sameValue(const char *left, const char *right)
 // The property of the policy in force named `name`, as DDS_PropertyQosPolicyHelper_lookup_property
 // finds it (the first of that name), through the index when there is one.
 const DDS_Property_t *findOld(const DDS_PropertyQosPolicy *oldProperties, const NameIndex &index,
-                              const char *name)
+                              const char *name, uint64_t hash)
 {
     if (name == nullptr) {
         return nullptr;
     }
-    long position = index.find(name, NameIndex::hashOf(name));
+    long position = index.find(name, hash);
     if (position == NameIndex::kNoIndex) {
         return DDS_PropertyQosPolicyHelper_lookup_property(oldProperties, name);
     }
@@ -253,14 +253,30 @@ int checkChange(const DDS_PropertyQosPolicy *newProperties,
                              sizeof(DDS_Property_t), slots, kIndexSlots, true);
     const LoadLists loadLists(newProperties);
     const DDS_Long count = DDS_PropertySeq_get_length(&newProperties->value);
+    // The hashes of the next names are made ahead, and their slots asked for while the current
+    // name is looked up: a large index is out of cache.
+    constexpr DDS_Long kAhead = static_cast<DDS_Long>(NameIndex::kAhead);
+    uint64_t ahead[kAhead];
+    auto hashAhead = [&](DDS_Long i) {
+        const char *name = newProperties->value._contiguous_buffer[i].name;
+        ahead[i % kAhead] = name != nullptr ? NameIndex::hashOf(name) : 0;
+        oldNames.prefetch(ahead[i % kAhead]);
+    };
+    for (DDS_Long i = 0; i < count && i < kAhead; ++i) {
+        hashAhead(i);
+    }
     for (DDS_Long i = 0; i < count; ++i) {
         const DDS_Property_t *property = DDS_PropertySeq_get_reference(&newProperties->value, i);
         if (property == nullptr) {
             ZYN_LOG_IN(kChangeCheck, ZYN_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "property");
             return 0;
         }
+        const uint64_t hash = ahead[i % kAhead];
+        if (i + kAhead < count) {
+            hashAhead(i + kAhead);   // within the length of a sequence that has one
+        }
         // Only a new property or a new value is a change; the propagate flag alone is not.
-        const DDS_Property_t *current = findOld(oldProperties, oldNames, property->name);
+        const DDS_Property_t *current = findOld(oldProperties, oldNames, property->name, hash);
         if (current != nullptr && sameValue(current->value, property->value)) {
             continue;
         }

@@ -82,12 +82,37 @@ public:
             return;
         }
         mask_ = capacity - 1;
-        for (size_t i = 0; i < count; ++i) {
-            const char *name = nameAt(i);
-            if (name != nullptr) {
-                add(name, hashOf(name), i);
+        // The slots of a large index are out of cache: each is asked for kAhead names before it
+        // is written, the hashes in between kept in a ring.
+        uint64_t ahead[kAhead];
+        for (size_t i = 0; i < count + kAhead; ++i) {
+            if (i >= kAhead) {
+                const size_t at = i - kAhead;
+                const char *name = nameAt(at);
+                if (name != nullptr) {
+                    add(name, ahead[at % kAhead], at);
+                }
+            }
+            if (i < count) {
+                const char *name = nameAt(i);
+                ahead[i % kAhead] = name != nullptr ? hashOf(name) : 0;
+                prefetch(ahead[i % kAhead]);
             }
         }
+    }
+
+    static constexpr size_t kAhead = 8;
+
+    // Asks for the slot where a name of this hash is looked for first.
+    void prefetch(uint64_t hash) const
+    {
+#if defined(__GNUC__)
+        if (slots_ != nullptr) {
+            __builtin_prefetch(&slots_[static_cast<size_t>(hash) & mask_]);
+        }
+#else
+        (void)hash;
+#endif
     }
     ~NameIndex()
     {
