@@ -245,18 +245,25 @@ int runDiff(const DiffOptions &options)
     const std::string newName = options.newFile == "-" ? "<stdin>" : options.newFile;
     reportRemoved(before, after, newName, problems);
 
-    // The old lists by QoS, then each new QoS against its old one.
+    // The old lists by QoS, then each new QoS against its old one. QoS written twice under one
+    // name (a duplicate-qos) are paired in the order they come.
     std::unordered_map<std::string, std::vector<const ElementRef *>> old;
+    std::unordered_map<std::string, std::size_t> oldSeen, newSeen;
+    const auto occurrence = [](std::unordered_map<std::string, std::size_t> &seen, std::string key) {
+        const std::size_t n = seen[key]++;
+        return n == 0 ? key : key + '\n' + std::to_string(n);
+    };
     for (Entity e : kEntities) {
         before.forEachEffective(e, [&](const Qos &qos, const std::vector<const ElementRef *> &list) {
             if (!qos.profile->duplicate) {
-                old.emplace(keyOf(qos), list);
+                old.emplace(occurrence(oldSeen, keyOf(qos)), list);
             }
         });
     }
     std::vector<Comparison> comparisons;
     const auto compare = [&](const Qos &qos, const std::vector<const ElementRef *> &elements) {
-        const auto was = old.find(keyOf(qos));
+        const auto was =
+            qos.profile->duplicate ? old.end() : old.find(occurrence(newSeen, keyOf(qos)));
         if (qos.profile->duplicate || was == old.end()) {
             return;
         }

@@ -357,17 +357,34 @@ const Profile *ProfileSet::find(std::string_view qualified, RecordKind kind) con
 const Profile *ProfileSet::find(std::string_view qualified) const
 {
     const Profile *p = find(qualified, RecordKind::QosProfile);
-    return p != nullptr ? p : find(qualified, RecordKind::Participant);
+    p = p != nullptr ? p : find(qualified, RecordKind::Participant);
+    for (const auto &lone : lone_) {
+        const auto it = lone.find(withoutRootScope(qualified));
+        p = p != nullptr || it == lone.end() ? p : &profiles_[it->second];
+    }
+    return p;
+}
+
+const Profile *ProfileSet::findLone(std::string_view name, const Profile &from, Entity e) const
+{
+    const auto &lone = lone_[static_cast<int>(e)];
+    const bool absolute = name.substr(0, 2) == "::";
+    name = withoutRootScope(name);
+    if (!absolute && name.find("::") == std::string_view::npos && !from.library.empty() &&
+        from.kind == RecordKind::QosProfile) {
+        const auto it = lone.find(std::string(from.library) + "::" + std::string(name));
+        if (it != lone.end()) {
+            return &profiles_[it->second];
+        }
+    }
+    const auto it = lone.find(name);
+    return it == lone.end() ? nullptr : &profiles_[it->second];
 }
 
 std::size_t ProfileSet::profileCount() const
 {
     // A QoS written alone in a library is counted with the QoS, not as a profile.
-    std::size_t count = 0;
-    for (const auto &named : byName_[static_cast<int>(RecordKind::QosProfile)]) {
-        count += profiles_[named.second].standalone ? 0 : 1;
-    }
-    return count;
+    return byName_[static_cast<int>(RecordKind::QosProfile)].size();
 }
 
 std::size_t ProfileSet::participantCount() const
@@ -579,36 +596,71 @@ void ProfileSet::readEndpoints(Profile &participant, Findings &findings,
         }
         return name;
     };
+    // What the middleware would not create as written: said, since its QoS is not read.
+    const auto misplaced = [&](pugi::xml_node node, std::string_view where) {
+        findings.add(findingAt(participant, node, Level::Error, "malformed-element",
+                               "<" + std::string(localName(node)) + "> " + std::string(where) +
+                                   " of participant " + quoted(participant.qualified) +
+                                   " is not read"));
+    };
+    const auto isElement = [](pugi::xml_node node, std::string_view tag) {
+        return node.type() == pugi::node_element && localName(node) == tag;
+    };
     for (pugi::xml_node group = participant.node.first_child(); group;
          group = group.next_sibling()) {
-        const std::string_view groupTag =
-            group.type() == pugi::node_element ? localName(group) : std::string_view();
-        if (groupTag != "publisher" && groupTag != "subscriber") {
+        if (isElement(group, "data_writer") || isElement(group, "data_reader")) {
+            misplaced(group, isElement(group, "data_writer") ? "outside a <publisher>"
+                                                             : "outside a <subscriber>");
+            continue;
+        }
+        const bool publisher = isElement(group, "publisher");
+        if (!publisher && !isElement(group, "subscriber")) {
             continue;
         }
         const std::string_view groupName = nameOf(group);
         if (groupName.empty()) {
             continue;
         }
+        const char *member = publisher ? "data_writer" : "data_reader";
+        const Entity entity = publisher ? Entity::DataWriter : Entity::DataReader;
+        std::unordered_map<std::string_view, pugi::xml_node> endpoints; // by name
         for (pugi::xml_node endpoint = group.first_child(); endpoint;
              endpoint = endpoint.next_sibling()) {
-            const std::string_view tag =
-                endpoint.type() == pugi::node_element ? localName(endpoint) : std::string_view();
-            const Entity entity = tag == "data_writer" ? Entity::DataWriter : Entity::DataReader;
-            if (tag != "data_writer" && tag != "data_reader") {
+            if (isElement(endpoint, publisher ? "data_reader" : "data_writer")) {
+                misplaced(endpoint, publisher ? "in a <publisher>" : "in a <subscriber>");
+                continue;
+            }
+            if (!isElement(endpoint, member)) {
                 continue;
             }
             const std::string_view endpointName = nameOf(endpoint);
             if (endpointName.empty()) {
                 continue;
             }
+            std::string place = std::string(groupName) + "/" + std::string(endpointName);
+            const auto [same, added] = endpoints.try_emplace(endpointName, endpoint);
+            if (!added) {
+                findings.add(findingAt(
+                    participant, endpoint, Level::Error, "duplicate-qos",
+                    "a second <" + std::string(member) + "> named " + quoted(endpointName) +
+                        " in " + escaped(participant.qualified + "/" + std::string(groupName)) +
+                        " (first at line " + std::to_string(participant.file->lineOf(same->second)) +
+                        "); which one applies is unclear (both are checked)"));
+                place += " at line " + std::to_string(participant.file->lineOf(endpoint));
+            }
             pugi::xml_node first;
             for (pugi::xml_node child = endpoint.first_child(); child;
                  child = child.next_sibling()) {
-                if (child.type() != pugi::node_element || qosEntity(localName(child)) != entity) {
+                const std::optional<Entity> kind =
+                    child.type() == pugi::node_element ? qosEntity(localName(child)) : std::nullopt;
+                if (!kind) {
                     continue;
                 }
-                std::string place = std::string(groupName) + "/" + std::string(endpointName);
+                if (*kind != entity) {
+                    misplaced(child, "in a <" + std::string(member) + ">");
+                    continue;
+                }
+                std::string label = place;
                 if (first) {
                     findings.add(findingAt(
                         participant, child, Level::Error, "duplicate-qos",
@@ -616,14 +668,14 @@ void ProfileSet::readEndpoints(Profile &participant, Findings &findings,
                             escaped(participant.qualified + "/" + place) + " (first at line " +
                             std::to_string(participant.file->lineOf(first)) +
                             "); which one applies is unclear (both are checked)"));
-                    place += " at line " + std::to_string(participant.file->lineOf(child));
+                    label += " at line " + std::to_string(participant.file->lineOf(child));
                 } else {
                     first = child;
                 }
                 Qos &qos = newQos(participant, entity);
                 qos.endpoint = true;
                 qos.node = child;
-                texts_.push_back(std::move(place));
+                texts_.push_back(std::move(label));
                 qos.label = texts_.back();
                 const std::string base(trimmed(child.attribute("base_name").value()));
                 if (!base.empty()) {
@@ -652,9 +704,14 @@ void ProfileSet::resolve(Findings &findings)
     for (auto &names : byName_) {
         names.clear();
     }
+    for (auto &names : lone_) {
+        names.clear();
+    }
     for (std::size_t i = 0; i < profiles_.size(); ++i) {
         Profile &p = profiles_[i];
-        const auto [it, inserted] = byName_[static_cast<int>(p.kind)].emplace(p.qualified, i);
+        auto &names = p.standalone ? lone_[static_cast<int>(*qosEntity(localName(p.node)))]
+                                   : byName_[static_cast<int>(p.kind)];
+        const auto [it, inserted] = names.emplace(p.qualified, i);
         if (!inserted) {
             p.duplicate = true;
             const Profile &first = profiles_[it->second];
@@ -696,6 +753,26 @@ void ProfileSet::resolve(Findings &findings)
         }
         if (isExternal(name, from, kind)) {
             return nullptr;
+        }
+        // A QoS written alone in a library is the base of a QoS of its own kind only (those
+        // are looked for before this).
+        for (Entity e : kEntities) {
+            if (kind == RecordKind::QosProfile && findLone(name, from, e) != nullptr) {
+                Finding f = findingAt(
+                    from, node, Level::Error, "missing-base",
+                    "base " + quoted(name) + " of " +
+                        (qos != nullptr ? qos->describe() : quoted(from.qualified)) + " is a " +
+                        entityLabel(e) + " QoS" +
+                        (qos != nullptr ? ", not a " + std::string(entityLabel(qos->entity)) + " QoS"
+                                        : ", not a profile (name it in base_name of a " +
+                                              std::string(entityLabel(e)) + " QoS)") +
+                        "; nothing is inherited from it");
+                if (qos != nullptr) {
+                    f.entity = entityLabel(qos->entity);
+                }
+                findings.add(std::move(f));
+                return nullptr;
+            }
         }
         // A participant's base is a participant; its QoS name their base profiles.
         if (kind == RecordKind::Participant) {
@@ -879,7 +956,8 @@ void ProfileSet::resolve(Findings &findings)
         }
         // A profile has one participant QoS; writer and reader QoS are told apart by name.
         pugi::xml_node firstParticipant;
-        std::unordered_map<std::string_view, pugi::xml_node> names;
+        // By entity: a writer QoS and a reader QoS may share a name or a filter.
+        std::array<std::unordered_map<std::string_view, pugi::xml_node>, 3> names, filters;
         for (pugi::xml_node child = firstQosNode(p); child; child = nextQosNode(p, child)) {
             const std::optional<Entity> e = ownQos(p, child);
             if (!e) {
@@ -891,13 +969,16 @@ void ProfileSet::resolve(Findings &findings)
             if (*e == Entity::Participant) {
                 first = &firstParticipant;
             } else if (*name != '\0') {
-                first = &names.try_emplace(name).first->second;
+                first = &names[static_cast<int>(*e)].try_emplace(name).first->second;
+            } else if (*filter != '\0') {
+                first = &filters[static_cast<int>(*e)].try_emplace(filter).first->second;
             }
             if (first != nullptr && *first) {
                 findings.add(findingAt(p, child, Level::Error, "duplicate-qos",
                                        "a second " + std::string(entityLabel(*e)) + " QoS" +
                                            (*e == Entity::Participant ? std::string()
-                                                                      : " named " + quoted(name)) +
+                                            : *name != '\0' ? " named " + quoted(name)
+                                                            : " for topics " + quoted(filter)) +
                                            " in " + p.noun() + " " + quoted(p.qualified) +
                                            " (first at line " +
                                            std::to_string(p.file->lineOf(*first)) +
@@ -940,6 +1021,12 @@ void ProfileSet::resolve(Findings &findings)
     std::unordered_set<const Qos *> ownBase;
     for (const auto &[qos, name] : qosBases) {
         ownBase.insert(qos);
+        if (const Profile *lone = findLone(name, *qos->profile, qos->entity)) {
+            if (Qos *slot = lone->slot[static_cast<int>(qos->entity)]) {
+                qos->bases.push_back(slot);
+            }
+            continue;
+        }
         const Profile *base =
             lookUp(name, qos->node, *qos->profile, RecordKind::QosProfile, qos);
         if (base != nullptr && base->slot[static_cast<int>(qos->entity)] != nullptr) {

@@ -313,7 +313,10 @@ struct Profile {
     // a record of one QoS, which is `node` itself.
     bool standalone = false;
     RecordKind kind = RecordKind::QosProfile;
-    const char *noun() const { return kind == RecordKind::QosProfile ? "profile" : "participant"; }
+    const char *noun() const
+    {
+        return standalone ? "QoS" : kind == RecordKind::QosProfile ? "profile" : "participant";
+    }
 };
 
 // A finding at `node` of profile `p`'s file, filed under `p`.
@@ -334,7 +337,8 @@ public:
 
     const std::vector<std::unique_ptr<SourceFile>> &files() const { return files_; }
     const std::deque<Profile> &profiles() const { return profiles_; }
-    // A profile, else a participant, of that qualified name ("::" in front: the same).
+    // A profile, else a participant, else a QoS written alone in a library, of that qualified
+    // name ("::" in front: the same).
     const Profile *find(std::string_view qualified) const;
     const Profile *find(std::string_view qualified, RecordKind kind) const;
     // Profiles (not participants) defined, each name once.
@@ -371,6 +375,10 @@ private:
     std::vector<ElementRef> elementPool_; // every QoS's own elements, one run per QoS
     // By kind, views of Profile::qualified.
     std::array<std::unordered_map<std::string_view, std::size_t>, 2> byName_;
+    // QoS written alone in a library, by entity: a writer QoS and a reader QoS may share a name.
+    std::array<std::unordered_map<std::string_view, std::size_t>, 3> lone_;
+    // The lone QoS of entity `e` that a base_name written in `from` names.
+    const Profile *findLone(std::string_view name, const Profile &from, Entity e) const;
     // Libraries, profiles and participants without a name: reported, not used.
     struct Unnamed {
         const SourceFile *file;
