@@ -50,6 +50,39 @@ void checkValidation(Policy &policy, DDS_EntityKind_t kind)
                    exception);
     }
 
+    // The per-entity check knows plug-in names by their parts; the check of each prefix with the
+    // composed name tables must come to the same verdict.
+    const char *const *prefixes = nullptr, *const *publicNames = nullptr, *const *privateNames = nullptr;
+    if (kind == DDS_PARTICIPANT_ENTITY_KIND) {
+        prefixes = PROPERTY_VALID_PROPERTY_PREFIXES_DOMAINPARTICIPANT;
+        publicNames = PROPERTY_VALID_PUBLIC_PROPERTIES_DOMAINPARTICIPANT;
+        privateNames = PROPERTY_VALID_PRIVATE_PROPERTIES_DOMAINPARTICIPANT;
+    } else if (kind == DDS_DATAWRITER_ENTITY_KIND) {
+        prefixes = PROPERTY_VALID_PROPERTY_PREFIXES_DATAWRITER;
+        publicNames = PROPERTY_VALID_PUBLIC_PROPERTIES_DATAWRITER;
+        privateNames = PROPERTY_VALID_PRIVATE_PROPERTIES_DATAWRITER;
+    }
+    if (prefixes != nullptr) {
+        char **open = nullptr, **secret = nullptr;
+        int openSize = 1, secretSize = 1;
+        DDS_StringSeq omitted = DDS_SEQUENCE_INITIALIZER;
+        if (DDS_PropertyQosPolicy_populatePluginProperties(&open, &secret, &openSize, &secretSize,
+                                                           &omitted, policy.get(), kind)) {
+            int composed = 1;
+            for (const char *const *prefix = prefixes; composed && (*prefix)[0] != '\0'; ++prefix) {
+                composed = DDS_PropertyQosPolicy_validateEntityPropertyNames(
+                    policy.get(), *prefix, publicNames, privateNames, open, secret, &omitted,
+                    DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_EXCEPTION);
+            }
+            FUZZ_CHECK(composed == exception);
+        }
+        for (int i = 0; open != nullptr && i < openSize; ++i) DDS_String_free(open[i]);
+        for (int i = 0; secret != nullptr && i < secretSize; ++i) DDS_String_free(secret[i]);
+        ZynOsapiHeap_freeArray(open);
+        ZynOsapiHeap_freeArray(secret);
+        DDS_StringSeq_finalize(&omitted);
+    }
+
     DDS_PropertyQosPolicyValidationAction action = DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_SKIP;
     if (DDS_PropertyQosPolicy_parse_property_validation_action(&action, policy.get())) {
         FUZZ_CHECK(action == DDS_PROPERTY_QOS_POLICY_VALIDATION_ACTION_WARNING ||
