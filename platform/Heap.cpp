@@ -81,15 +81,27 @@ Counts &myCounts()
     return *mine;
 }
 
-void bump(std::atomic<long> Counts::*counter, long by)
+void add(Counts &mine, std::atomic<long> Counts::*counter, long by)
 {
-    Counts &mine = myCounts();
     if (&mine == &g_shared) {
         (mine.*counter).fetch_add(by, std::memory_order_relaxed);
     } else {   // only this thread writes it
         (mine.*counter).store((mine.*counter).load(std::memory_order_relaxed) + by,
                               std::memory_order_relaxed);
     }
+}
+
+void bump(std::atomic<long> Counts::*counter, long by) { add(myCounts(), counter, by); }
+
+// Counts an attempt that reached the C allocator, and its block if it got one.
+void *counted(void *memory)
+{
+    Counts &mine = myCounts();
+    add(mine, &Counts::allocations, 1);
+    if (memory != nullptr) {
+        add(mine, &Counts::outstanding, 1);
+    }
+    return memory;
 }
 
 long total(std::atomic<long> Counts::*counter)
@@ -135,11 +147,15 @@ size_t holdableBytes()
     return holdable;
 }
 
-// Counts the attempt; true when it is to be refused.
+// True when the attempt is to be refused, which is then counted; one that goes on is counted by
+// counted().
 bool refused(size_t size)
 {
-    bump(&Counts::allocations, 1);
-    return injectedFailureDue() || size > holdableBytes();
+    if (injectedFailureDue() || size > holdableBytes()) {
+        bump(&Counts::allocations, 1);
+        return true;
+    }
+    return false;
 }
 
 size_t usableSize(void *memory)
@@ -161,11 +177,7 @@ void *ZynHeap_allocate(size_t size)
     if (refused(size)) {
         return nullptr;
     }
-    void *memory = std::malloc(size == 0 ? 1 : size);
-    if (memory != nullptr) {
-        bump(&Counts::outstanding, 1);
-    }
-    return memory;
+    return counted(std::malloc(size == 0 ? 1 : size));
 }
 
 void *ZynHeap_allocateZeroed(size_t count, size_t size)
@@ -189,10 +201,7 @@ void *ZynHeap_allocateZeroed(size_t count, size_t size)
     } else {
         memory = std::calloc(bytes, 1);
     }
-    if (memory != nullptr) {
-        bump(&Counts::outstanding, 1);
-    }
-    return memory;
+    return counted(memory);
 }
 
 void *ZynHeap_reallocate(void *memory, size_t size)
@@ -203,6 +212,7 @@ void *ZynHeap_reallocate(void *memory, size_t size)
     if (refused(size)) {
         return nullptr;
     }
+    bump(&Counts::allocations, 1);   // a resize holds the same one block
     const size_t wanted = size == 0 ? 1 : size;
     const size_t usable = usableSize(memory);
     // Within the block and not much smaller than it: nothing to do. A block grown by the unit
