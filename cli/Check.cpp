@@ -366,9 +366,11 @@ private:
         // it is unknown there too, this QoS counts towards the finding already made.
         const std::string context = contextOf(qos, list);
         context_ = contextIds_.emplace(context, contextIds_.size() + 1).first->second;
-        std::unordered_set<std::size_t> recheck;
+        // Found unknown in another context (`recheck`), or known there (`fresh`): judged here.
+        std::unordered_set<std::size_t> recheck, fresh;
         const auto settledHere = [&](const ElementRef &ref) {
-            return settled_[ref.index] != kUnjudged && recheck.count(ref.index) == 0;
+            return settled_[ref.index] != kUnjudged && recheck.count(ref.index) == 0 &&
+                   fresh.count(ref.index) == 0;
         };
         for (const ElementRef *ref : list) {
             // Names the user declared known are taken out of the check.
@@ -380,7 +382,7 @@ private:
             const std::uint32_t judged = settled_[ref->index];
             if (judged != kUnjudged) {
                 if (judgedIn_[ref->index] != kAnyContext && judgedIn_[ref->index] != context_) {
-                    recheck.insert(ref->index);
+                    (judged == kKnown ? fresh : recheck).insert(ref->index);
                 } else if (judged != kKnown) {
                     findings_.inherit(judged, *qos.profile, rejects);
                 }
@@ -420,7 +422,17 @@ private:
                 ++named;
             }
         }
-        PropertyList rest = ProfileSet::toList(list, settledHere);
+        // The names still to judge, with the known ones that set the plug-in context in which
+        // they are judged.
+        bool unjudged = false;
+        PropertyList rest = ProfileSet::toList(list, [&](const ElementRef &ref) {
+            const bool settled = settledHere(ref);
+            unjudged = unjudged || !settled;
+            return settled && !(ref.context && settled_[ref.index] == kKnown);
+        });
+        if (!unjudged) {
+            return; // every name judged already: nothing for the module to say
+        }
         ValidationReport report = rest.validate(entityKind(qos.entity), action);
         std::unordered_map<std::string_view, const ElementRef *> byName;
         // The module names the first unknown name under each prefix (or only the first of all,
@@ -456,6 +468,14 @@ private:
             report = rest.validate(entityKind(qos.entity), action);
         }
         reportFailure(qos, report);
+        // What the module accepted is known in this plug-in context: the QoS that inherit it
+        // do not ask again.
+        for (const ElementRef *ref : list) {
+            if (report.passed && settled_[ref->index] == kUnjudged) {
+                settled_[ref->index] = kKnown;
+                judgedIn_[ref->index] = context_;
+            }
+        }
     }
 
     // What the module's name check reads from a list besides the names checked: the plug-ins it
@@ -464,18 +484,9 @@ private:
     static std::string contextOf(const Qos &qos, const std::vector<const ElementRef *> &list)
     {
         std::string context(1, static_cast<char>('0' + static_cast<int>(qos.entity)));
-        std::string lower;
         for (const ElementRef *ref : list) {
-            lower.assign(ref->name);
-            for (char &c : lower) {
-                c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-            }
-            for (const char *part : {"load_plugin", ".create_function", ".subtransport",
-                                     "flow_controller", "plugin_name"}) {
-                if (lower.find(part) != std::string::npos) {
-                    context.append(ref->name).append(1, '\0').append(ref->value).append(1, '\0');
-                    break;
-                }
+            if (ref->context) {
+                context.append(ref->name).append(1, '\0').append(ref->value).append(1, '\0');
             }
         }
         return context + '\1';

@@ -556,6 +556,16 @@ void ProfileSet::readElements(Qos &qos, Findings &findings)
         ref.node = element;
         ref.owner = &qos;
         ref.confidential = PropertyList::isConfidential(ref.name);
+        {
+            std::string lower(ref.name);
+            for (char &c : lower) {
+                c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+            }
+            for (const char *part : {"load_plugin", ".create_function", ".subtransport",
+                                     "flow_controller", "plugin_name"}) {
+                ref.context = ref.context || lower.find(part) != std::string::npos;
+            }
+        }
         if (const pugi::xml_node propagate = childNamed(element, "propagate")) {
             const std::string_view flagText = text(propagate);
             const std::optional<bool> flag = parseXmlBoolean(flagText);

@@ -183,6 +183,10 @@ struct ElementRef {
     std::uint32_t index = 0; // among all the elements of the set, from 0
     bool propagate = false;
     bool confidential = false;
+    // Whether it sets what the module's name check reads besides the names: the plug-ins a
+    // list loads (load lists, create functions, sub-transports), flow controllers, the writer
+    // history plug-in.
+    bool context = false;
     // Its <name>, where findings about the name are placed.
     pugi::xml_node nameNode() const { return childNamed(node, "name"); }
 };
