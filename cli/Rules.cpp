@@ -23,18 +23,21 @@ const std::vector<Rule> &rules()
          "would receive its value."},
         {"duplicate-property", Level::Warning, "Property name given twice in one QoS",
          "The same name appears twice in one QoS of one profile; only the later value is used."},
-        {"malformed-element", Level::Error, "Element without its name or value",
-         "An <element> of a <property> list lacks its <name> or <value> and is not a property; "
-         "or a library, profile, participant, publisher, subscriber, writer or reader has no "
-         "name, so that nothing can refer to it (what it holds is not checked)."},
+        {"malformed-element", Level::Error, "Element the middleware would not read",
+         "An <element> of a <property> list lacks its <name> or <value>, or has two of either; "
+         "a list or an endpoint is where it is not read (an <element> outside <value>, a "
+         "misspelt <property>, a <data_writer> outside a <publisher>, a QoS of another kind in "
+         "an endpoint); or a library, profile, participant, publisher, subscriber, writer or "
+         "reader has no name, so that nothing can refer to it. What it holds is not checked."},
         {"duplicate-qos", Level::Error, "QoS given twice in one profile",
          "A profile or participant holds two participant QoS, two writer or reader QoS of the "
-         "same name, or a writer or reader two QoS: which one applies is unclear. Both are "
-         "checked."},
+         "same name or topic filter, two endpoints of one name in a publisher or subscriber, or "
+         "a writer or reader two QoS: which one applies is unclear. Both are checked."},
         {"missing-base", Level::Error, "Base profile missing from its library",
          "A base_name names a profile of a library that the files given hold, but that library "
-         "has no such profile (or, for a bare name, no profile of that name is defined): most "
-         "likely a misspelt or removed profile. What it would set is not checked."},
+         "has no such profile (or, for a bare name, no profile of that name is defined), or it "
+         "names a QoS of another kind: most likely a misspelt or removed profile. What it would "
+         "set is not checked."},
         {"unknown-base", Level::Warning, "Base profile not in the files given",
          "A base_name names a profile of a library that none of the files given holds (typically "
          "one the middleware ships built in); what it sets is not checked, the profile's own "
