@@ -172,6 +172,7 @@ private:
         f.profile = qos.profile->qualified;
         f.entity = entityLabel(qos.entity);
         f.property = property;
+        f.qos = &qos;
         return f;
     }
 

@@ -107,7 +107,7 @@ struct Finding {
     std::string_view property;
     TextRef suggestion;
     OwnedText message;           // Form::Text: one line, without the location
-    const Qos *qos = nullptr;    // the QoS the message names (forms other than Text)
+    const Qos *qos = nullptr;    // the QoS the message names, when it names one
     TextRef what;                // Form::ResourceLimit: what is counted
     std::uint32_t line = 0;
     std::uint32_t column = 0;

@@ -485,10 +485,16 @@ std::string findingJson(const Finding &f)
                        ", \"code\": " + jsonString(f.code) +
                        ", \"message\": " + jsonString(unescaped(f.text()));
     if (!f.profile.empty()) {
-        text += ", \"profile\": " + jsonString(f.profile);
+        // Named as diff and get name them: a participant definition is no profile, and a
+        // writer or reader QoS is told from its siblings by its label.
+        const bool participant = f.qos != nullptr && f.qos->profile->kind == RecordKind::Participant;
+        text += (participant ? ", \"participant\": " : ", \"profile\": ") + jsonString(f.profile);
     }
     if (!f.entity.empty()) {
         text += ", \"entity\": " + jsonString(f.entity);
+    }
+    if (f.qos != nullptr && !f.qos->label.empty()) {
+        text += ", \"qos\": " + jsonString(f.qos->label);
     }
     if (!f.property.empty()) {
         text += ", \"property\": " + jsonString(f.property);
