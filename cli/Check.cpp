@@ -131,7 +131,12 @@ private:
         reportDuplicates(qos);
         reportPropagatedSecrets(qos, list);
         checkLimits(qos, list);
-        checkNames(qos, list, action);
+        // Names are judged only for the findings of that one rule (and the suggestions, the
+        // costly part): a run that drops them need not make them.
+        if (std::find(options_.disabled.begin(), options_.disabled.end(), "unknown-property") ==
+            options_.disabled.end()) {
+            checkNames(qos, list, action);
+        }
     }
 
     // Where a QoS is reported when no single element is at fault: its own node, else the
