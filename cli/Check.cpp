@@ -425,6 +425,7 @@ private:
                 u.name = std::string(ref->name);
                 u.suggestion = known->second;
                 reportUnknown(qos, ref, u, level);
+                fresh.erase(ref->index); // judged now: not the module's to name again
                 ++named;
             }
         }

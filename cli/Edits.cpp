@@ -10,6 +10,11 @@ void applyEdits(std::string_view original, const std::vector<Edit> &edits,
 {
     std::size_t at = 0;
     for (const Edit &e : edits) {
+        // Edits come sorted and apart; one overlapping the last is not made, rather than
+        // have bytes written twice.
+        if (e.begin < at || e.end < e.begin) {
+            continue;
+        }
         write(original.substr(at, e.begin - at));
         write(e.text);
         at = e.end;
@@ -19,9 +24,9 @@ void applyEdits(std::string_view original, const std::vector<Edit> &edits,
 
 std::string applyEdits(std::string_view original, const std::vector<Edit> &edits)
 {
-    std::size_t size = original.size();
+    std::size_t size = original.size(); // at most what is written
     for (const Edit &e : edits) {
-        size = size - (e.end - e.begin) + e.text.size();
+        size += e.text.size();
     }
     std::string out;
     out.reserve(size);

@@ -29,11 +29,11 @@ const char *const kRedactHelp =
 namespace
 {
 
-// The edits that redact one element's values. It fails closed: an element that names a
+// The edits that redact one element's values; whether it is confidential. It fails closed: an element that names a
 // confidential property in any of its <name> children has every one of its <value> children
 // redacted, since a reader that takes the last <name> or the last <value> would see the one
 // left in clear.
-void redactElement(const SourceFile &source, pugi::xml_node element, std::vector<Edit> &edits)
+bool redactElement(const SourceFile &source, pugi::xml_node element, std::vector<Edit> &edits)
 {
     std::string scratch;
     const std::string_view text = source.text();
@@ -60,6 +60,7 @@ void redactElement(const SourceFile &source, pugi::xml_node element, std::vector
             edits.push_back(Edit{content->begin, content->end, "[redacted]"});
         }
     }
+    return confidential;
 }
 
 } // namespace
@@ -76,10 +77,10 @@ int runRedact(const std::string &file)
     // choose.
     pugi::xml_node node = source->document().document_element();
     while (node) {
-        if (node.type() == pugi::node_element) {
-            redactElement(*source, node, edits);
-        }
-        node = nextInDocument(node, true);
+        // Below an element whose values are redacted there is nothing left to show.
+        const bool redacted =
+            node.type() == pugi::node_element && redactElement(*source, node, edits);
+        node = nextInDocument(node, !redacted);
     }
 
     // Offsets are into the decoded text; the output is the file's own bytes.

@@ -272,6 +272,9 @@ std::size_t scanDoctype(std::string_view text, std::size_t at, bool &declaration
         } else if (c == '<' && text.compare(i, 4, "<!--") == 0) {
             const std::size_t end = text.find("-->", i + 4);
             i = end == std::string_view::npos ? text.size() : end + 2;
+        } else if (c == '<' && text.compare(i, 2, "<?") == 0) {
+            const std::size_t end = text.find("?>", i + 2);
+            i = end == std::string_view::npos ? text.size() : end + 1;
         } else if (c == '<' && text.compare(i, 8, "<!ENTITY") == 0) {
             declaration = true;
             return i;
@@ -456,7 +459,12 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
             std::size_t k = i + (hex ? 3 : 2);
             unsigned long value = 0;
             bool digits = false;
-            for (; k < text.size() && k < i + 16; ++k) {
+            // Leading zeros are allowed in any number; past them, eight digits exceed every
+            // character.
+            for (; k < text.size() && text[k] == '0'; ++k) {
+                digits = true;
+            }
+            for (const std::size_t first = k; k < text.size() && k < first + 8; ++k) {
                 const char d = text[k];
                 int v = -1;
                 if (d >= '0' && d <= '9') {

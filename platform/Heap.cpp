@@ -26,10 +26,10 @@ namespace {
 // and ZynHeap_getOutstanding adds them up. A thread's counts move into the shared ones when it
 // ends; what it allocates or releases after that (in a destructor running later at its exit)
 // is counted in the shared ones directly.
-std::atomic<long> g_failAfter{-1};
+std::atomic<long> g_failAfter{-1}; // allocations still allowed before injected failures; <0: none
 
 // Zeroed blocks up to this size are malloc'd and cleared (see ZynHeap_allocateZeroed).
-constexpr size_t kSmallZeroed = 1024;   // allocations still allowed before injected failures; <0: none
+constexpr size_t kSmallZeroed = 1024;
 
 struct Counts {
     std::atomic<long> outstanding{0};
