@@ -338,17 +338,10 @@ bool checkCharacters(std::string_view text, Fault &fault, std::optional<Fault> &
             i += n;
             continue;
         }
-        if (state == Cdata) {
-            if (c == ']' && text.compare(i, 3, "]]>") == 0) {
-                state = Markup, i += 3;
-                continue;
-            }
-            i += n;
-            continue;
-        }
-        if (state == Instruction) {
-            if (c == '?' && text.compare(i, 2, "?>") == 0) {
-                state = Markup, i += 2;
+        if (state == Cdata || state == Instruction) {
+            const std::string_view close = state == Cdata ? "]]>" : "?>";
+            if (c == close[0] && text.compare(i, close.size(), close) == 0) {
+                state = Markup, i += close.size();
                 continue;
             }
             i += n;
