@@ -365,20 +365,35 @@ const Profile *ProfileSet::find(std::string_view qualified) const
     return p;
 }
 
-const Profile *ProfileSet::findLone(std::string_view name, const Profile &from, Entity e) const
+namespace
 {
-    const auto &lone = lone_[static_cast<int>(e)];
+
+// The record a base_name written in `from` names, among `names`. "::A" is A at the root of the
+// files, outside every library; a bare "A" is first looked for in the library of the one naming
+// it, when `ownLibrary` allows.
+const Profile *resolveIn(const std::unordered_map<std::string_view, std::size_t> &names,
+                         const std::deque<Profile> &profiles, std::string_view name,
+                         const Profile &from, bool ownLibrary)
+{
     const bool absolute = name.substr(0, 2) == "::";
     name = withoutRootScope(name);
-    if (!absolute && name.find("::") == std::string_view::npos && !from.library.empty() &&
-        from.kind == RecordKind::QosProfile) {
-        const auto it = lone.find(std::string(from.library) + "::" + std::string(name));
-        if (it != lone.end()) {
-            return &profiles_[it->second];
+    if (!absolute && ownLibrary && name.find("::") == std::string_view::npos &&
+        !from.library.empty()) {
+        const auto it = names.find(std::string(from.library) + "::" + std::string(name));
+        if (it != names.end()) {
+            return &profiles[it->second];
         }
     }
-    const auto it = lone.find(name);
-    return it == lone.end() ? nullptr : &profiles_[it->second];
+    const auto it = names.find(name);
+    return it == names.end() ? nullptr : &profiles[it->second];
+}
+
+} // namespace
+
+const Profile *ProfileSet::findLone(std::string_view name, const Profile &from, Entity e) const
+{
+    return resolveIn(lone_[static_cast<int>(e)], profiles_, name, from,
+                     from.kind == RecordKind::QosProfile);
 }
 
 std::size_t ProfileSet::profileCount() const
@@ -395,19 +410,8 @@ std::size_t ProfileSet::participantCount() const
 const Profile *ProfileSet::resolveName(std::string_view name, const Profile &from,
                                        RecordKind kind) const
 {
-    // "::A" is A at the root of the files, outside every library; a bare "A" is first looked
-    // for in the library of the one naming it (of the same kind: a participant's QoS names
-    // profiles by their full names).
-    const bool absolute = name.substr(0, 2) == "::";
-    name = withoutRootScope(name);
-    if (!absolute && name.find("::") == std::string_view::npos && !from.library.empty() &&
-        from.kind == kind) {
-        if (const Profile *p =
-                find(std::string(from.library) + "::" + std::string(name), kind)) {
-            return p;
-        }
-    }
-    return find(name, kind);
+    // Of the same kind only: a participant's QoS names profiles by their full names.
+    return resolveIn(byName_[static_cast<int>(kind)], profiles_, name, from, from.kind == kind);
 }
 
 namespace
@@ -464,23 +468,7 @@ bool looksLikeProperty(std::string_view name)
     for (char &c : lower) {
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     }
-    if (lower == kProperty || lower == "properties") {
-        return true;
-    }
-    // Edit distance, two rows.
-    std::array<std::size_t, 13> row{}, next{};
-    for (std::size_t j = 0; j <= lower.size(); ++j) {
-        row[j] = j;
-    }
-    for (std::size_t i = 1; i <= kProperty.size(); ++i) {
-        next[0] = i;
-        for (std::size_t j = 1; j <= lower.size(); ++j) {
-            next[j] = std::min({row[j] + 1, next[j - 1] + 1,
-                                row[j - 1] + (kProperty[i - 1] == lower[j - 1] ? 0 : 1)});
-        }
-        row = next;
-    }
-    return row[lower.size()] <= 2;
+    return lower == kProperty || lower == "properties" || nearName(lower, kProperty);
 }
 
 } // namespace

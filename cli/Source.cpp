@@ -913,16 +913,6 @@ pugi::xml_node childNamed(pugi::xml_node node, std::string_view name)
 
 std::string_view textOf(pugi::xml_node node, std::string &scratch)
 {
-    const auto trim = [](std::string_view t) {
-        const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-        while (!t.empty() && blank(t.front())) {
-            t.remove_prefix(1);
-        }
-        while (!t.empty() && blank(t.back())) {
-            t.remove_suffix(1);
-        }
-        return t;
-    };
     // The first piece of character data is kept in the element itself; later pieces (after a
     // comment, around a CDATA section) are child nodes.
     std::string_view single = node.value();
@@ -934,7 +924,7 @@ std::string_view textOf(pugi::xml_node node, std::string &scratch)
         }
     }
     if (pieces <= 1) {
-        return trim(single);
+        return trimmed(single);
     }
     scratch.assign(node.value());
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
@@ -942,7 +932,7 @@ std::string_view textOf(pugi::xml_node node, std::string &scratch)
             scratch += child.value();
         }
     }
-    return trim(scratch);
+    return trimmed(scratch);
 }
 
 } // namespace propqos::cli

@@ -55,25 +55,22 @@ const char *sharedEscape(unsigned char c)
     }
 }
 
-} // namespace
-
-std::string escaped(std::string_view text)
+// The walk both escapers share. They differ in what they write for a byte that is not UTF-8
+// (`invalid`) and for a C0 control or DEL (`control`); both write C1 and bidirectional controls
+// as \uXXXX, since a terminal acts on them (and would on JSON shown raw).
+template <typename Invalid, typename Control>
+void escapeInto(std::string &out, std::string_view text, Invalid invalid, Control control)
 {
-    std::string out;
-    out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x80) {
             unsigned long code = 0;
             const std::size_t n = decodeUtf8(text, i, code);
             if (n == 0) {
-                char buffer[8];
-                std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
-                out += buffer;
+                invalid(out, c);
                 ++i;
-            } else if (const unsigned code = controlAt(text, i, n)) {
-                // C1 controls act on terminals as the C0 ones do; bidirectional ones reorder.
-                appendHex4(out, code);
+            } else if (const unsigned control1 = controlAt(text, i, n)) {
+                appendHex4(out, control1);
                 i += n;
             } else {
                 out.append(text.substr(i, n));
@@ -84,14 +81,28 @@ std::string escaped(std::string_view text)
         if (const char *escape = sharedEscape(c)) {
             out += escape;
         } else if (c < 0x20 || c == 0x7F) {
-            char buffer[8];
-            std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
-            out += buffer;
+            control(out, c);
         } else {
             out += static_cast<char>(c);
         }
         ++i;
     }
+}
+
+void appendHexByte(std::string &out, unsigned char c)
+{
+    char buffer[8];
+    std::snprintf(buffer, sizeof buffer, "\\x%02x", c);
+    out += buffer;
+}
+
+} // namespace
+
+std::string escaped(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    escapeInto(out, text, appendHexByte, appendHexByte);
     return out;
 }
 
@@ -165,33 +176,9 @@ std::string jsonString(std::string_view text)
     std::string out;
     out.reserve(text.size() + 2);
     out += '"';
-    for (std::size_t i = 0; i < text.size();) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        if (c >= 0x80) {
-            unsigned long code = 0;
-            const std::size_t n = decodeUtf8(text, i, code);
-            if (n == 0) {
-                out += "\\ufffd";
-                ++i;
-            } else if (const unsigned code = controlAt(text, i, n)) {
-                // Valid JSON raw, but a terminal showing the JSON would act on them.
-                appendHex4(out, code);
-                i += n;
-            } else {
-                out.append(text.substr(i, n));
-                i += n;
-            }
-            continue;
-        }
-        if (const char *escape = sharedEscape(c)) {
-            out += escape;
-        } else if (c < 0x20 || c == 0x7F) {
-            appendHex4(out, c);
-        } else {
-            out += static_cast<char>(c);
-        }
-        ++i;
-    }
+    escapeInto(
+        out, text, [](std::string &o, unsigned char) { o += "\\ufffd"; },
+        [](std::string &o, unsigned char c) { appendHex4(o, c); });
     out += '"';
     return out;
 }
