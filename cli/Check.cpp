@@ -655,7 +655,7 @@ struct FixResult {
     std::string report; // a line per correction made (or refused); with --dry-run, a diff
     std::string notes;  // for standard error
     bool changed = false;
-    std::vector<std::pair<std::string, std::string>> unwritten; // (file, why) left as it was
+    std::vector<std::pair<std::string, std::string>> unwritten; // (file, why) not corrected
 };
 
 // Writes the typo corrections into the files (or shows them as a diff). A correction to a name
@@ -735,10 +735,14 @@ FixResult fixTypos(const FindingList &findings, const ProfileSet &set, bool dryR
             written = std::fclose(stream) == 0 && written;
         }
         if (!written) {
+            // Opened, the file may hold part of the corrected text: say so rather than that
+            // it was left as it was.
             result.unwritten.emplace_back(
                 file->path(), std::to_string(list.size()) +
                                   (list.size() == 1 ? " correction" : " corrections") +
-                                  " not made: cannot write: " + std::strerror(error ? error : EIO));
+                                  (stream != nullptr ? " not made, the file may be partly written"
+                                                     : " not made") +
+                                  ": cannot write: " + std::strerror(error ? error : EIO));
             continue;
         }
         result.report += lines[file.get()];
